@@ -1,0 +1,20 @@
+#pragma once
+// Once-a-second statistics of a live stream, delivered by the camera's statistics callback.
+// Thread rules: plain value.
+
+#include <cstdint>
+
+namespace quorvel {
+
+struct QvStatisticInfo {
+    uint64_t bandwidth = 0; ///< bytes per second of the encoded stream
+    uint64_t eventRate = 0; ///< events per second
+
+    QvStatisticInfo() = default;
+    QvStatisticInfo(uint64_t bandwidth_, uint64_t eventRate_)
+        : bandwidth(bandwidth_), eventRate(eventRate_) {}
+
+    friend bool operator==(const QvStatisticInfo&, const QvStatisticInfo&) = default;
+};
+
+} // namespace quorvel
