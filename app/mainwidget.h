@@ -1,0 +1,116 @@
+#pragma once
+// The single top-level window: title bar with menus and window buttons, the image area with its
+// play bar, the side bar with the settings panels, and the status line. It decides which source
+// is active (its mode), routes the user's commands and shows outcomes as toasts.
+// Thread rules: GUI thread only; other threads reach it through queued signals.
+
+#include "mainwidgetform.h"
+#include "qvmessagetype.h"
+
+#include "quorvel/StreamType.h"
+
+#include <QString>
+#include <QStringList>
+#include <QWidget>
+
+#include <functional>
+
+class AppSettings;
+class FramelessHelper;
+class QAction;
+class QMenu;
+class QPushButton;
+class QvSidePanel;
+
+Q_DECLARE_METATYPE(quorvel::STREAM_TYPE)
+
+class MainWidget : public QWidget {
+    Q_OBJECT
+public:
+    enum Mode { ModeNone = 0, ModeLiveDvs = 1, ModeLiveFusion = 2, ModeRawPlayback = 3, ModeFusionPlayback = 4 };
+
+    explicit MainWidget(QWidget* parent = nullptr);
+    ~MainWidget() override;
+
+    int mode() const { return m_mode; }
+    quorvel::STREAM_TYPE viewerType() const { return static_cast<quorvel::STREAM_TYPE>(m_viewerType); }
+    const MainWidgetForm& form() const { return ui; }
+    FramelessHelper* windowAgent() const { return m_agent; }
+    QvSidePanel* cameraPanel() const { return m_cameraPanel; }
+    QvSidePanel* dvsPanel() const { return m_dvsPanel; }
+    QvSidePanel* apsPanel() const { return m_apsPanel; }
+    QMenu* menuOf(QPushButton* menuButton) const;
+
+    /// Starts a new instance of the program; replaced by tests so that nothing is launched.
+    void setRestartLauncher(std::function<bool()> launcher) { m_restartLauncher = std::move(launcher); }
+
+signals:
+    void signalSetViewerShowType(quorvel::STREAM_TYPE type);
+    void signalShowLeftBottomTips(QString tips, QvMessageType type, QString file_path);
+
+public slots:
+    void on_pb_win_min_clicked();
+    void on_pb_win_close_clicked();
+    void openActionSlot(QAction* action);
+    void slotSaveAs();
+    void slotCutRecording();
+    void setShowTitleInfo(bool show);
+    void showCameraSerial(const QString& str);
+    void on_pb_win_max_clicked();
+    void maximizedChanged(bool max);
+    void on_pb_fold_setting_clicked(bool checked);
+    void on_pb_fold_general_setting_clicked(bool checked);
+    void on_pb_fold_dvs_setting_clicked(bool checked);
+    void on_pb_fold_aps_setting_clicked(bool checked);
+    void on_pb_viewer_type_clicked();
+    void slotShowLeftBottomTips(const QString& tips, QvMessageType type, const QString& file_path);
+
+private:
+    void buildMenus();
+    void buildSidePanels();
+    void setPlayBarToolTips();
+    void updateViewerTypeIcon();
+    void foldSideBar(QPushButton* button, QvSidePanel* panel, bool checked);
+    void askLanguageRestart();
+    void showAbout();
+    void updateStatusLine();
+
+    MainWidgetForm ui;
+    AppSettings* m_settings = nullptr;
+    FramelessHelper* m_agent = nullptr;
+    int m_mode = ModeNone;
+    int m_viewerType = quorvel::STREAM_DVS;
+
+    QvSidePanel* m_cameraPanel = nullptr;
+    QvSidePanel* m_apsPanel = nullptr;
+    QvSidePanel* m_dvsPanel = nullptr;
+    QPushButton* m_lastSideButton = nullptr;
+
+    QMenu* m_menuFile = nullptr;
+    QMenu* m_menuDevice = nullptr;
+    QMenu* m_menuSetting = nullptr;
+    QMenu* m_menuHelp = nullptr;
+    QMenu* m_menuTools = nullptr;
+    QMenu* m_startEndMenu = nullptr;
+    QAction* m_startEndAction = nullptr;
+
+    // Translated texts of the menu actions; openActionSlot dispatches by comparing with them.
+    QString m_textOpenCamera;
+    QString m_textOpenRecording;
+    QString m_textQuit;
+    QString m_textAbout;
+    QString m_textLanguage;
+    QString m_textGeneralSetting;
+    QString m_textSaveAs;
+    QString m_textCutRecording;
+    QString m_textCameraInfo;
+    QString m_textIpConfig;
+
+    // The status line is these texts joined: camera, bandwidth, event rate, time.
+    QString m_cameraText;
+    QString m_bandwidthText;
+    QString m_eventRateText;
+    QString m_timeText;
+
+    std::function<bool()> m_restartLauncher;
+};

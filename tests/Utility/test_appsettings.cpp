@@ -1,0 +1,186 @@
+#include "appsettings.h"
+#include "qvtestenv.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest/QtTest>
+
+#include <memory>
+
+namespace {
+
+QString readFile(const QString& path) {
+    QFile f(path);
+    f.open(QIODevice::ReadOnly);
+    return QString::fromUtf8(f.readAll());
+}
+
+// Starts every case from an empty Documents folder, as on a first run.
+void resetDocuments() {
+    QDir(qvtest::documentsPath()).removeRecursively();
+}
+
+} // namespace
+
+class AppSettingsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init() { resetDocuments(); }
+
+    void firstRunCreatesFoldersAndCopiesFactoryFiles() {
+        QTemporaryDir dir;
+        const QString ini = dir.filePath("config.ini");
+        const QString docs = qvtest::documentsPath();
+        {
+            AppSettings s(ini);
+            QCOMPARE(s.outputRawFilePath, docs + "/QuorvelData");
+            QCOMPARE(s.inputRawFilePath, docs + "/QuorvelData");
+            QCOMPARE(s.videoSavePath, docs + "/QuorvelData");
+            QVERIFY(QFileInfo(docs + "/QuorvelData").isDir());
+            QCOMPARE(s.language, QStringLiteral("en"));
+            QCOMPARE(s.dvsTriggerInRecEnable, false);
+            QCOMPARE(s.dvsTriggerInRecEdgeType, QStringLiteral("Rising Edge"));
+            QCOMPARE(s.dvsBeforeTriggerInSaveTime, 0u);
+            QCOMPARE(s.dvsAfterTriggerInSaveTime, 0u);
+            QCOMPARE(s.dvsColorType, QStringLiteral("Gray"));
+            QCOMPARE(s.positiveColor, QColor(255, 255, 255));
+            QCOMPARE(s.negativeColor, QColor(0, 0, 0));
+            QCOMPARE(s.backgroundColor, QColor(112, 112, 112));
+
+            const QString appDir = QCoreApplication::applicationDirPath();
+            QCOMPARE(s.dvsDefaultConfigPath, appDir + "/config/dvs_default_config.json");
+            QCOMPARE(s.fusionDefaultConfigPath, appDir + "/config/fusion_cmaera_default_config.json");
+            QCOMPARE(s.dvsCameraCurrentConfigPath, docs + "/QuorvelConfig/dvs_default_config.json");
+            // The copy of the fusion file is spelt correctly, unlike the factory file.
+            QCOMPARE(s.fusionCameraCurrentConfigPath, docs + "/QuorvelConfig/fusion_camera_default_config.json");
+            QVERIFY(QFile::exists(s.dvsDefaultConfigPath));
+            QCOMPARE(readFile(s.dvsCameraCurrentConfigPath), readFile(s.dvsDefaultConfigPath));
+            QCOMPARE(readFile(s.fusionCameraCurrentConfigPath), readFile(s.fusionDefaultConfigPath));
+        } // destruction saves
+
+        // Exactly the ten persisted keys are written; the fusion path never is.
+        QSettings written(ini, QSettings::IniFormat);
+        QStringList keys = written.allKeys();
+        keys.sort();
+        QCOMPARE(keys, (QStringList{"Setting/dvs_after_tirgger_in_save_time", "Setting/dvs_before_tirgger_in_save_time",
+                                    "Setting/dvs_camera_current_config_path", "Setting/dvs_color_type",
+                                    "Setting/dvs_trigger_in_rec_edge_type", "Setting/dvs_trigger_in_rec_enable",
+                                    "Setting/input_raw_file_path", "Setting/language", "Setting/output_raw_file_path",
+                                    "Setting/video_save_path"}));
+        const QString text = readFile(ini);
+        QVERIFY(text.startsWith("[Setting]"));
+        QVERIFY(text.contains("dvs_trigger_in_rec_enable=false"));
+        QVERIFY(text.contains("dvs_before_tirgger_in_save_time=0"));
+    }
+
+    void userCopyOfTheConfigurationIsNeverOverwritten() {
+        QTemporaryDir dir;
+        const QString folder = qvtest::documentsPath() + "/QuorvelConfig";
+        QDir().mkpath(folder);
+        QFile f(folder + "/dvs_default_config.json");
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("{\"Biases\": {\"mine\": 1}}");
+        f.close();
+        AppSettings s(dir.filePath("config.ini"));
+        QCOMPARE(s.dvsCameraCurrentConfigPath, folder + "/dvs_default_config.json");
+        QCOMPARE(readFile(s.dvsCameraCurrentConfigPath), QStringLiteral("{\"Biases\": {\"mine\": 1}}"));
+    }
+
+    void storedValuesAreKeptAndBadOnesFallBack() {
+        QTemporaryDir dir;
+        QTemporaryDir kept;
+        const QString ini = dir.filePath("config.ini");
+        {
+            QSettings raw(ini, QSettings::IniFormat);
+            raw.setValue("Setting/output_raw_file_path", kept.path());
+            raw.setValue("Setting/input_raw_file_path", dir.filePath("deleted-folder")); // stale
+            raw.setValue("Setting/video_save_path", kept.path());
+            raw.setValue("Setting/language", "fr");
+            raw.setValue("Setting/dvs_trigger_in_rec_enable", true);
+            raw.setValue("Setting/dvs_trigger_in_rec_edge_type", "Falling Edge");
+            raw.setValue("Setting/dvs_before_tirgger_in_save_time", 3);
+            raw.setValue("Setting/dvs_after_tirgger_in_save_time", 7);
+            raw.setValue("Setting/dvs_color_type", "gray"); // wrong case: no scheme
+            raw.setValue("Setting/dvs_camera_current_config_path", "/nowhere/mine.json");
+            raw.setValue("Setting/fusion_camera_current_config_path", "/nowhere/fusion.json");
+        }
+        {
+            AppSettings s(ini);
+            QCOMPARE(s.outputRawFilePath, kept.path());
+            QCOMPARE(s.inputRawFilePath, qvtest::documentsPath() + "/QuorvelData");
+            QCOMPARE(s.videoSavePath, kept.path());
+            QCOMPARE(s.language, QStringLiteral("en"));
+            QCOMPARE(s.dvsTriggerInRecEnable, true);
+            QCOMPARE(s.dvsTriggerInRecEdgeType, QStringLiteral("Falling Edge"));
+            QCOMPARE(s.dvsBeforeTriggerInSaveTime, 3u);
+            QCOMPARE(s.dvsAfterTriggerInSaveTime, 7u);
+            QCOMPARE(s.dvsColorType, QStringLiteral("gray"));
+            QVERIFY(!s.positiveColor.isValid());
+            QVERIFY(!s.backgroundColor.isValid());
+            // A stored path is kept even though the file is gone.
+            QCOMPARE(s.dvsCameraCurrentConfigPath, QStringLiteral("/nowhere/mine.json"));
+            QCOMPARE(s.fusionCameraCurrentConfigPath, QStringLiteral("/nowhere/fusion.json"));
+            s.fusionCameraCurrentConfigPath = "/changed/during/run.json";
+        }
+        QSettings after(ini, QSettings::IniFormat);
+        QCOMPARE(after.value("Setting/language").toString(), QStringLiteral("en"));
+        // The fusion path is only ever read, so a change made during a run is not written.
+        QCOMPARE(after.value("Setting/fusion_camera_current_config_path").toString(),
+                 QStringLiteral("/nowhere/fusion.json"));
+    }
+
+    void colourSchemes_data() {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QColor>("positive");
+        QTest::addColumn<QColor>("negative");
+        QTest::addColumn<QColor>("background");
+        QTest::newRow("Gray") << "Gray" << QColor(255, 255, 255) << QColor(0, 0, 0) << QColor(112, 112, 112);
+        QTest::newRow("Dark") << "Dark" << QColor(255, 255, 255) << QColor(64, 126, 200) << QColor(30, 37, 52);
+        QTest::newRow("RedBlue") << "RedBlue" << QColor(255, 0, 0) << QColor(0, 0, 255) << QColor(112, 112, 112);
+        QTest::newRow("RedGreen") << "RedGreen" << QColor(255, 0, 0) << QColor(0, 255, 0) << QColor(112, 112, 112);
+        QTest::newRow("Light") << "Light" << QColor(0, 0, 0) << QColor(64, 126, 201) << QColor(255, 255, 255);
+    }
+
+    void colourSchemes() {
+        QFETCH(QString, name);
+        QFETCH(QColor, positive);
+        QFETCH(QColor, negative);
+        QFETCH(QColor, background);
+        QTemporaryDir dir;
+        AppSettings s(dir.filePath("config.ini"));
+        s.dvsColorType = name;
+        s.applyColorScheme();
+        QCOMPARE(s.positiveColor, positive);
+        QCOMPARE(s.negativeColor, negative);
+        QCOMPARE(s.backgroundColor, background);
+        // An unknown name keeps whatever colours were there.
+        s.dvsColorType = "Neon";
+        s.applyColorScheme();
+        QCOMPARE(s.positiveColor, positive);
+        // save() re-applies the scheme before writing.
+        s.dvsColorType = "Gray";
+        s.save();
+        QCOMPARE(s.backgroundColor, QColor(112, 112, 112));
+    }
+
+    void instanceLivesInTheApplicationDataFolder() {
+        AppSettings* a = AppSettings::instance();
+        QCOMPARE(AppSettings::instance(), a);
+        QCOMPARE(QCoreApplication::applicationName(), QStringLiteral("QuorvelView"));
+        QCOMPARE(QCoreApplication::organizationName(), QStringLiteral("Quorvel"));
+        QCOMPARE(a->appConfigPath, qvtest::testHome() + "/.local/share/Quorvel/QuorvelView");
+        QVERIFY(QFileInfo(a->appConfigPath).isDir());
+        a->save();
+        QVERIFY(QFile::exists(a->appConfigPath + "/config.ini"));
+    }
+};
+
+QObject* makeAppSettingsTests() {
+    return new AppSettingsTest;
+}
+
+#include "test_appsettings.moc"

@@ -1,0 +1,242 @@
+#include "appsettings.h"
+#include "framelesshelper.h"
+#include "mainwidget.h"
+#include "qvfilepathreminderform.h"
+#include "qvmessagebox.h"
+#include "qvsidepanel.h"
+#include "qvtestenv.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDesktopServices>
+#include <QLabel>
+#include <QMenu>
+#include <QPushButton>
+#include <QSettings>
+
+namespace {
+
+QStringList menuTexts(QMenu* menu) {
+    QStringList out;
+    for (QAction* a : menu->actions())
+        out << (a->isSeparator() ? QStringLiteral("|") : a->text());
+    return out;
+}
+
+QAction* actionNamed(QMenu* menu, const QString& text) {
+    for (QAction* a : menu->actions())
+        if (a->text() == text)
+            return a;
+    return nullptr;
+}
+
+QList<QvFilePathReminderForm*> toasts() {
+    QList<QvFilePathReminderForm*> out;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (auto* t = qobject_cast<QvFilePathReminderForm*>(w); t && t->isVisible())
+            out << t;
+    return out;
+}
+
+// Answers the next modal message box with the named button.
+void answerMessageBox(const char* button, QString* seenMessage = nullptr) {
+    QTimer::singleShot(50, [button, seenMessage] {
+        auto* box = qobject_cast<QVMessageBox*>(QApplication::activeModalWidget());
+        if (!box)
+            qFatal("no message box is open");
+        if (seenMessage)
+            *seenMessage = box->message();
+        box->findChild<QPushButton*>(QLatin1String(button))->click();
+    });
+}
+
+class UrlCatcher : public QObject {
+    Q_OBJECT
+public:
+    QList<QUrl> urls;
+public slots:
+    void open(const QUrl& url) { urls << url; }
+};
+
+} // namespace
+
+class MainWidgetTest : public QObject {
+    Q_OBJECT
+private:
+    std::unique_ptr<MainWidget> w;
+    int restarts = 0;
+
+private slots:
+    void init() {
+        restarts = 0;
+        w = std::make_unique<MainWidget>();
+        w->setRestartLauncher([this] {
+            ++restarts;
+            return true;
+        });
+        w->move(50, 60);
+        w->show();
+        QVERIFY(QTest::qWaitForWindowExposed(w.get()));
+    }
+    void cleanup() {
+        w.reset();
+        for (QvFilePathReminderForm* t : toasts())
+            delete t;
+    }
+
+    void formHasTheNamedChildren() {
+        for (const char* name : {"widget_title_bar", "widget_center", "widget_side_bar", "widget_show_image",
+                                 "widget_status_bar", "pb_menu_file", "pb_menu_device", "pb_menu_setting",
+                                 "pb_menu_help", "pb_menu_tools", "widget_title_space", "pb_logo_button",
+                                 "pb_win_min", "pb_win_max", "pb_win_close", "pb_play", "pb_record", "pb_prv",
+                                 "pb_next", "pb_stop", "pb_loop", "pb_viewer_type", "pb_viewer_setting",
+                                 "pb_fold_setting", "pb_fold_general_setting", "pb_fold_dvs_setting",
+                                 "pb_fold_aps_setting", "label_show_camera_info", "label_show_play_text",
+                                 "label_show_timestamp_info", "label_time"})
+            QVERIFY2(w->findChild<QWidget*>(QLatin1String(name)), name);
+        QCOMPARE(w->mode(), int(MainWidget::ModeNone));
+        QVERIFY(w->windowFlags() & Qt::FramelessWindowHint);
+        QCOMPARE(w->windowAgent()->titleBar(), w->form().widget_title_space);
+        QCOMPARE(w->windowAgent()->systemButton(FramelessHelper::WindowIcon), w->form().pb_logo_button);
+        QCOMPARE(w->windowAgent()->systemButton(FramelessHelper::Close), w->form().pb_win_close);
+        // Without a source the transport controls wait; the tool tips are in place.
+        QVERIFY(!w->form().pb_play->isEnabled());
+        QCOMPARE(w->form().pb_loop->toolTip(),
+                 QStringLiteral("Select to automatically replay at the end of the playback"));
+        QCOMPARE(w->form().pb_stop->toolTip(), QStringLiteral("Reset the playback progress to the beginning"));
+    }
+
+    void menusHoldTheirItemsInOrder() {
+        const MainWidgetForm& f = w->form();
+        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_file)),
+                 (QStringList{"Open Recording", "|", "Save as...", "Cut Recording", "|", "Quit"}));
+        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_device)), (QStringList{"Open Camera", "|", "Camera Info"}));
+        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_setting)), (QStringList{"General Setting", "EN/中文"}));
+        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_help)), (QStringList{"About us"}));
+        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_tools)).first(), QStringLiteral("IP Configuration"));
+        // Work that is not in this build yet is visible but cannot be chosen.
+        QVERIFY(!actionNamed(w->menuOf(f.pb_menu_device), "Open Camera")->isEnabled());
+        QVERIFY(actionNamed(w->menuOf(f.pb_menu_help), "About us")->isEnabled());
+    }
+
+    void saveAndCutNeedARawRecording() {
+        const MainWidgetForm& f = w->form();
+        actionNamed(w->menuOf(f.pb_menu_file), "Cut Recording")->trigger();
+        QTRY_COMPARE(toasts().size(), 1);
+        QvFilePathReminderForm* toast = toasts().first();
+        QCOMPARE(toast->findChild<QLabel*>("lb_show_tips")->text(), QStringLiteral("Please open a raw file first."));
+        QCOMPARE(toast->findChild<QLabel*>("lb_title")->text(), QStringLiteral("Warning"));
+        // The toast stands at the window's bottom-left corner.
+        QCOMPARE(toast->pos().x(), w->pos().x());
+        QCOMPARE(toast->pos().y() + toast->height(), w->pos().y() + w->height());
+        actionNamed(w->menuOf(f.pb_menu_file), "Save as...")->trigger();
+        QTRY_COMPARE(toasts().size(), 2);
+    }
+
+    void toastForAWrittenFileOffersItsFolder() {
+        QTemporaryDir dir;
+        const QString file = dir.filePath("rec.raw");
+        QFile(file).open(QIODevice::WriteOnly);
+        w->slotShowLeftBottomTips("Saved", QvMessageSuccess, file);
+        QTRY_COMPARE(toasts().size(), 1);
+        QCOMPARE(toasts().first()->directory(), QDir(dir.path()).absolutePath());
+    }
+
+    void viewerTypeCyclesDvsApsFusion() {
+        QSignalSpy spy(w.get(), &MainWidget::signalSetViewerShowType);
+        QCOMPARE(w->viewerType(), quorvel::STREAM_DVS);
+        const QString dvsStyle = w->form().pb_viewer_type->styleSheet();
+        for (int expected : {1, 2, 0, 1}) {
+            QTest::mouseClick(w->form().pb_viewer_type, Qt::LeftButton);
+            QCOMPARE(int(w->viewerType()), expected);
+            QCOMPARE(spy.last().at(0).value<quorvel::STREAM_TYPE>(), static_cast<quorvel::STREAM_TYPE>(expected));
+        }
+        QCOMPARE(spy.count(), 4);
+        QVERIFY(w->form().pb_viewer_type->styleSheet() != dvsStyle);
+        QVERIFY(w->form().pb_viewer_type->styleSheet().contains("icon_viewer_aps"));
+    }
+
+    void sideBarPanelsFoldExclusively() {
+        const MainWidgetForm& f = w->form();
+        QCOMPARE(f.widget_side_bar->maximumWidth(), MainWidgetForm::kSideBarNarrowWidth);
+        QTest::mouseClick(f.pb_fold_dvs_setting, Qt::LeftButton);
+        QVERIFY(f.pb_fold_dvs_setting->isChecked());
+        QVERIFY(w->dvsPanel()->isVisible());
+        QVERIFY(!w->cameraPanel()->isVisible() && !w->apsPanel()->isVisible());
+        QCOMPARE(f.widget_side_bar->maximumWidth(), 500);
+
+        QTest::mouseClick(f.pb_fold_aps_setting, Qt::LeftButton);
+        QVERIFY(f.pb_fold_aps_setting->isChecked());
+        QVERIFY(!f.pb_fold_dvs_setting->isChecked() && !f.pb_fold_general_setting->isChecked());
+        QVERIFY(w->apsPanel()->isVisible() && !w->dvsPanel()->isVisible());
+
+        QTest::mouseClick(f.pb_fold_aps_setting, Qt::LeftButton); // uncheck: collapse
+        QVERIFY(!w->apsPanel()->isVisible());
+        QCOMPARE(f.widget_side_bar->maximumWidth(), MainWidgetForm::kSideBarNarrowWidth);
+        QVERIFY(!f.pb_fold_setting->isChecked());
+
+        // The fold button brings back the panel used last, and folds it again.
+        QTest::mouseClick(f.pb_fold_setting, Qt::LeftButton);
+        QVERIFY(w->apsPanel()->isVisible() && f.pb_fold_aps_setting->isChecked());
+        QTest::mouseClick(f.pb_fold_setting, Qt::LeftButton);
+        QVERIFY(!w->apsPanel()->isVisible() && !f.pb_fold_aps_setting->isChecked());
+    }
+
+    void windowButtonsMaximiseRestoreAndClose() {
+        const MainWidgetForm& f = w->form();
+        QVERIFY(f.widget_title_bar->styleSheet().contains("border-top-left-radius:6px"));
+        QTest::mouseClick(f.pb_win_max, Qt::LeftButton);
+        QTRY_VERIFY(w->isMaximized());
+        QTRY_VERIFY(f.widget_title_bar->styleSheet().contains("border-top-left-radius:0px"));
+        QVERIFY(f.widget_title_bar->styleSheet().contains("border-bottom:1px solid #AAAAAA"));
+        QTest::mouseClick(f.pb_win_max, Qt::LeftButton);
+        QTRY_VERIFY(!w->isMaximized());
+        QTRY_VERIFY(f.widget_title_bar->styleSheet().contains("border-top-left-radius:6px"));
+        QTest::mouseClick(f.pb_win_close, Qt::LeftButton);
+        QTRY_VERIFY(!w->isVisible());
+    }
+
+    void languageBoxLaterChangesNothing() {
+        AppSettings* s = AppSettings::instance();
+        s->language = "en";
+        QString message;
+        answerMessageBox("pb_close", &message);
+        w->openActionSlot(actionNamed(w->menuOf(w->form().pb_menu_setting), "EN/中文"));
+        QCOMPARE(message, QStringLiteral("The language change will take effect after restart."));
+        QCOMPARE(s->language, QStringLiteral("en"));
+        QCOMPARE(restarts, 0);
+        QVERIFY(w->isVisible());
+    }
+
+    void languageBoxRestartTogglesSavesAndRelaunches() {
+        AppSettings* s = AppSettings::instance();
+        s->language = "en";
+        answerMessageBox("pb_open");
+        w->openActionSlot(actionNamed(w->menuOf(w->form().pb_menu_setting), "EN/中文"));
+        QCOMPARE(s->language, QStringLiteral("zh"));
+        QCOMPARE(restarts, 1);
+        QSettings written(s->appConfigPath + "/config.ini", QSettings::IniFormat);
+        QCOMPARE(written.value("Setting/language").toString(), QStringLiteral("zh")); // before the relaunch
+        QTRY_VERIFY(!w->isVisible());
+        s->language = "en";
+    }
+
+    void aboutOffersTheWebSite() {
+        UrlCatcher catcher;
+        QDesktopServices::setUrlHandler("https", &catcher, "open");
+        QString message;
+        answerMessageBox("pb_close", &message);
+        w->openActionSlot(actionNamed(w->menuOf(w->form().pb_menu_help), "About us"));
+        QVERIFY(message.contains("Current version: 1.2.3"));
+        QVERIFY(message.contains("Is it open in the browser?"));
+        QVERIFY(catcher.urls.isEmpty());
+        answerMessageBox("pb_open");
+        w->openActionSlot(actionNamed(w->menuOf(w->form().pb_menu_help), "About us"));
+        QCOMPARE(catcher.urls.size(), 1);
+        QDesktopServices::unsetUrlHandler("https");
+    }
+};
+
+QV_TEST_MAIN(MainWidgetTest)
+
+#include "test_mainwidget.moc"

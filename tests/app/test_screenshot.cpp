@@ -1,0 +1,95 @@
+// Runs under a private X server (xvfb-run): shows the splash and the main window in English and
+// in Chinese as real windows, grabs them from the screen, checks what was drawn, and keeps the
+// pictures in $QV_SCREENSHOT_DIR for people to look at.
+
+#include "initdialog.h"
+#include "mainwidget.h"
+#include "qvtestenv.h"
+#include "startup.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QPushButton>
+#include <QScreen>
+
+namespace {
+
+QImage grab(QWidget* w) {
+    QApplication::processEvents();
+    return w->screen()->grabWindow(w->winId()).toImage().convertToFormat(QImage::Format_RGB32);
+}
+
+void keep(const QImage& img, const QString& name) {
+    const QString dir = qEnvironmentVariable("QV_SCREENSHOT_DIR", QDir::tempPath());
+    QDir().mkpath(dir);
+    QVERIFY(img.save(dir + "/" + name));
+}
+
+// Pixels of a widget's area that differ from its background: text and icons.
+int inkPixels(const QImage& img, QWidget* root, QWidget* child, QRgb background) {
+    const QRect r(child->mapTo(root, QPoint(0, 0)), child->size());
+    int ink = 0;
+    for (int y = r.top(); y <= r.bottom(); ++y)
+        for (int x = r.left(); x <= r.right(); ++x)
+            if (qGray(img.pixel(x, y)) < qGray(background) - 60)
+                ++ink;
+    return ink;
+}
+
+} // namespace
+
+class ScreenshotTest : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase() {
+        QVERIFY2(QGuiApplication::platformName() == "xcb", "run me under xvfb-run");
+        QVERIFY(!loadApplicationFont().isEmpty());
+    }
+
+    void splash() {
+        InitDialog splash;
+        splash.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&splash));
+        QTest::qWait(300);
+        const QImage img = grab(&splash);
+        keep(img, "splash.png");
+        QCOMPARE(img.pixel(img.width() / 2, 40), qRgb(255, 255, 255)); // the white card
+    }
+
+    void mainWindowInEnglish() {
+        loadLanguage("en");
+        MainWidget w;
+        w.resize(1440, 900);
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        QTest::qWait(300);
+        const QImage img = grab(&w);
+        keep(img, "main-en.png");
+        const MainWidgetForm& f = w.form();
+        const QPoint title = f.widget_title_space->mapTo(&w, QPoint(5, 5));
+        QCOMPARE(img.pixel(title), qRgb(0xFA, 0xFA, 0xFA));
+        const QPoint center = f.widget_center->mapTo(&w, QPoint(f.widget_center->width() / 2, 6));
+        QCOMPARE(img.pixel(center), qRgb(0xF2, 0xF2, 0xF2));
+        QVERIFY(inkPixels(img, &w, f.pb_menu_file, qRgb(0xFA, 0xFA, 0xFA)) > 20);
+    }
+
+    void mainWindowInChinese() {
+        QVERIFY(loadLanguage("zh"));
+        MainWidget w;
+        w.resize(1440, 900);
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        QTest::qWait(300);
+        const QImage img = grab(&w);
+        keep(img, "main-zh.png");
+        QCOMPARE(w.form().pb_menu_file->text(), QStringLiteral("文件"));
+        // A missing glyph draws as an outlined box: few pixels. Two real hanzi at 14 px draw far
+        // more ink than two empty boxes would.
+        const int ink = inkPixels(img, &w, w.form().pb_menu_file, qRgb(0xFA, 0xFA, 0xFA));
+        QVERIFY2(ink > 60, qPrintable(QString::number(ink)));
+    }
+};
+
+QV_TEST_MAIN(ScreenshotTest)
+
+#include "test_screenshot.moc"

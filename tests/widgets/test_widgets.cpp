@@ -1,0 +1,188 @@
+#include "framelesshelper.h"
+#include "qvfilepathreminderform.h"
+#include "qvmessagebox.h"
+#include "qvtestenv.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <QWindow>
+
+namespace {
+
+template <typename T>
+T* child(QWidget* w, const char* name) {
+    T* c = w->findChild<T*>(QLatin1String(name));
+    if (!c)
+        qFatal("missing child %s", name);
+    return c;
+}
+
+// A frameless window with a title bar holding a label and a button, like the real windows.
+struct FramedWindow {
+    QWidget window;
+    QWidget* title = nullptr;
+    QLabel* caption = nullptr;
+    QPushButton* button = nullptr;
+    FramelessHelper* helper = nullptr;
+
+    FramedWindow() {
+        window.resize(400, 300);
+        auto* layout = new QVBoxLayout(&window);
+        layout->setContentsMargins(0, 0, 0, 0);
+        title = new QWidget(&window);
+        title->setFixedHeight(40);
+        auto* row = new QHBoxLayout(title);
+        caption = new QLabel("caption", title);
+        button = new QPushButton("x", title);
+        row->addWidget(caption);
+        row->addStretch(1);
+        row->addWidget(button);
+        layout->addWidget(title);
+        layout->addStretch(1);
+        helper = new FramelessHelper(&window);
+        helper->setTitleBar(title);
+        window.move(100, 100);
+        window.show();
+        if (!QTest::qWaitForWindowExposed(&window))
+            qFatal("window not exposed");
+    }
+
+    // Presses at `from` (window coordinates) and moves the mouse by `by` in screen coordinates,
+    // as a real mouse does while the window moves or resizes under it.
+    void drag(QPoint from, QPoint by) {
+        QWindow* w = window.windowHandle();
+        const QPoint pressGlobal = window.mapToGlobal(from);
+        QTest::mousePress(w, Qt::LeftButton, {}, from);
+        for (const QPoint step : {by / 2, by}) {
+            QTest::mouseMove(w, window.mapFromGlobal(pressGlobal + step));
+            QApplication::processEvents();
+        }
+        QTest::mouseRelease(w, Qt::LeftButton, {}, window.mapFromGlobal(pressGlobal + by));
+    }
+};
+
+} // namespace
+
+class WidgetsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void toastLooksFollowTheType_data() {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("border");
+        QTest::newRow("success") << 0 << "Success" << "#58DB6D";
+        QTest::newRow("warning") << 1 << "Warning" << "#F9BF37";
+        QTest::newRow("error") << 2 << "Error" << "#FF6058";
+        QTest::newRow("unknown looks like success") << 7 << "Success" << "#58DB6D";
+    }
+
+    void toastLooksFollowTheType() {
+        QFETCH(int, type);
+        QFETCH(QString, title);
+        QFETCH(QString, border);
+        QvFilePathReminderForm toast("Saved", static_cast<QvMessageType>(type), QString());
+        toast.show();
+        QCOMPARE(child<QLabel>(&toast, "lb_title")->text(), title);
+        QCOMPARE(child<QLabel>(&toast, "lb_show_tips")->text(), QStringLiteral("Saved"));
+        QVERIFY(child<QWidget>(&toast, "widget_item")->styleSheet().contains(border));
+        QVERIFY(child<QLabel>(&toast, "lb_title")->styleSheet().contains(border));
+        // Without a directory there is nothing to open.
+        QVERIFY(!child<QPushButton>(&toast, "pb_open_dir")->isVisible());
+        QVERIFY(toast.windowFlags() & Qt::FramelessWindowHint);
+        QVERIFY(toast.windowFlags() & Qt::WindowStaysOnTopHint);
+    }
+
+    void toastWithAFolderOffersToOpenIt() {
+        QvFilePathReminderForm toast("Saved", QvMessageSuccess, "/tmp");
+        toast.show();
+        QVERIFY(child<QPushButton>(&toast, "pb_open_dir")->isVisible());
+        QCOMPARE(toast.directory(), QStringLiteral("/tmp"));
+    }
+
+    void toastDeletesItselfAfterFiveSecondsEvenWhenClosedEarly() {
+        QPointer<QvFilePathReminderForm> open = new QvFilePathReminderForm("a", QvMessageSuccess, QString());
+        QPointer<QvFilePathReminderForm> closed = new QvFilePathReminderForm("b", QvMessageError, QString());
+        open->show();
+        closed->show();
+        QTest::mouseClick(child<QPushButton>(closed, "pb_close"), Qt::LeftButton);
+        QVERIFY(!closed->isVisible());
+        QVERIFY(closed); // hidden, not yet deleted
+        QTest::qWait(QvFilePathReminderForm::kLifetimeMs - 1000);
+        QVERIFY(open && closed);
+        QTRY_VERIFY_WITH_TIMEOUT(!open && !closed, 3000);
+    }
+
+    void messageBoxShowsItsTexts() {
+        QVMessageBox box("Really?", "Tips", "Restart", "Later");
+        QCOMPARE(child<QLabel>(&box, "lb_title")->text(), QStringLiteral("Tips"));
+        QCOMPARE(child<QLabel>(&box, "lb_show_message")->text(), QStringLiteral("Really?"));
+        QCOMPARE(child<QPushButton>(&box, "pb_open")->text(), QStringLiteral("Restart"));
+        QCOMPARE(child<QPushButton>(&box, "pb_close")->text(), QStringLiteral("Later"));
+    }
+
+    void messageBoxButtonsAcceptAndReject() {
+        const auto run = [](const char* button) -> int {
+            QVMessageBox box("Really?", "Tips", "Restart", "Later");
+            QTimer::singleShot(0, &box, [&box, button] { child<QPushButton>(&box, button)->click(); });
+            return box.exec();
+        };
+        QCOMPARE(run("pb_open"), int(QDialog::Accepted));
+        QCOMPARE(run("pb_close"), int(QDialog::Rejected));
+        QCOMPARE(run("pb_win_close"), int(QDialog::Rejected));
+    }
+
+    void titleBarDragsTheWindowButItsButtonsDoNot() {
+        FramedWindow f;
+        const QPoint start = f.window.pos();
+        f.drag(f.caption->mapTo(&f.window, QPoint(5, 5)), QPoint(40, 25));
+        QCOMPARE(f.window.pos(), start + QPoint(40, 25));
+
+        int clicks = 0;
+        QObject::connect(f.button, &QPushButton::clicked, [&] { ++clicks; });
+        const QPoint onButton = f.button->mapTo(&f.window, f.button->rect().center());
+        QTest::mouseClick(f.window.windowHandle(), Qt::LeftButton, {}, onButton);
+        QCOMPARE(clicks, 1);
+        QCOMPARE(f.window.pos(), start + QPoint(40, 25));
+
+        // Presses below the title bar belong to the content, never to the frame.
+        f.drag(QPoint(200, 150), QPoint(30, 30));
+        QCOMPARE(f.window.pos(), start + QPoint(40, 25));
+    }
+
+    void doubleClickOnTheTitleMaximisesAndRestores() {
+        FramedWindow f;
+        QSignalSpy spy(f.helper, &FramelessHelper::maximizedChanged);
+        const QPoint p = f.caption->mapTo(&f.window, QPoint(5, 5));
+        QTest::mouseDClick(f.window.windowHandle(), Qt::LeftButton, {}, p);
+        QTRY_VERIFY(f.window.isMaximized());
+        QTest::mouseDClick(f.window.windowHandle(), Qt::LeftButton, {}, f.caption->mapTo(&f.window, QPoint(5, 5)));
+        QTRY_VERIFY(!f.window.isMaximized());
+        QVERIFY(spy.count() >= 2);
+        QCOMPARE(spy.last().at(0).toBool(), false);
+    }
+
+    void edgesResizeTheWindow() {
+        FramedWindow f;
+        const QRect before = f.window.geometry();
+        f.drag(QPoint(before.width() - 2, before.height() - 2), QPoint(50, 30)); // bottom-right corner
+        QCOMPARE(f.window.size(), before.size() + QSize(50, 30));
+        QCOMPARE(f.window.pos(), before.topLeft());
+
+        const QRect mid = f.window.geometry();
+        f.drag(QPoint(1, 150), QPoint(-20, 0)); // left edge grows to the left
+        QCOMPARE(f.window.geometry().left(), mid.left() - 20);
+        QCOMPARE(f.window.geometry().right(), mid.right());
+
+        f.helper->setResizeBorderWidth(0);
+        const QRect fixedGeometry = f.window.geometry();
+        f.drag(QPoint(1, 150), QPoint(-20, 0));
+        QCOMPARE(f.window.geometry(), fixedGeometry);
+    }
+};
+
+QV_TEST_MAIN(WidgetsTest)
+
+#include "test_widgets.moc"
