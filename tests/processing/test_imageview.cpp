@@ -1,0 +1,82 @@
+#include "qvgraphicsview.h"
+#include "showimageform.h"
+#include "workerthread.h"
+
+#include <QGraphicsScene>
+#include <QWheelEvent>
+#include <QtTest/QtTest>
+
+#include <atomic>
+#include <cmath>
+
+namespace {
+void wheel(QvGraphicsView* v, int delta) {
+    const QPointF pos = v->viewport()->rect().center();
+    QWheelEvent e(pos, v->viewport()->mapToGlobal(pos), QPoint(), QPoint(0, delta), Qt::NoButton, Qt::NoModifier,
+                  Qt::NoScrollPhase, false);
+    QApplication::sendEvent(v->viewport(), &e);
+}
+} // namespace
+
+class ImageViewTest : public QObject {
+    Q_OBJECT
+private slots:
+    void wheelZoomStaysBetweenTheFitAndFiftyTimes() {
+        ShowImageForm form;
+        form.resize(640, 360);
+        form.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&form));
+        QvGraphicsView* v = form.view();
+        const double fitScale = v->transform().m11();
+        for (int i = 0; i < 10; ++i)
+            wheel(v, 120);
+        QVERIFY(std::abs(v->zoom() - std::pow(1.1, 10)) < 1e-9); // about 2.59
+        QVERIFY(std::abs(v->transform().m11() / fitScale - v->zoom()) < 1e-6);
+        for (int i = 0; i < 100; ++i)
+            wheel(v, 120);
+        QVERIFY(v->zoom() >= 50.0 && v->zoom() < 55.0);
+        for (int i = 0; i < 200; ++i)
+            wheel(v, 0); // zero delta zooms out
+        QVERIFY(v->zoom() >= 1.0 - 1e-9 && v->zoom() < 1.1);
+        QVERIFY(v->transform().m11() >= fitScale * (1.0 - 1e-6));
+
+        for (int i = 0; i < 5; ++i)
+            wheel(v, 120);
+        QTest::mouseDClick(v->viewport(), Qt::LeftButton);
+        QCOMPARE(v->zoom(), 1.0);
+    }
+
+    void formShowsGreyUntilTheFirstFrame() {
+        ShowImageForm form;
+        QCOMPARE(form.currentPixmap().size(), QSize(1280, 720));
+        QCOMPARE(form.currentPixmap().toImage().pixelColor(10, 10), QColor("#707070"));
+        form.slotSetResolution(640, 480);
+        QCOMPARE(form.currentPixmap().size(), QSize(640, 480));
+        QImage frame(320, 240, QImage::Format_RGB888);
+        frame.fill(Qt::red);
+        form.slotShowImage(frame);
+        QCOMPARE(form.currentPixmap().size(), QSize(320, 240));
+        QCOMPARE(form.currentPixmap().toImage().pixelColor(1, 1), QColor(Qt::red));
+        QCOMPARE(form.shownFrames(), 1ull);
+    }
+
+    void workerRunsItsTaskOffTheGuiThread() {
+        std::atomic<bool> ranElsewhere{false};
+        const Qt::HANDLE gui = QThread::currentThreadId();
+        WorkerThread worker([&] { ranElsewhere = QThread::currentThreadId() != gui; });
+        QSignalSpy done(&worker, &WorkerThread::taskCompleted);
+        worker.start();
+        QVERIFY(done.wait(3000));
+        QVERIFY(ranElsewhere);
+        WorkerThread thrower([] { throw std::runtime_error("camera gone"); });
+        QSignalSpy done2(&thrower, &WorkerThread::taskCompleted);
+        thrower.start();
+        QVERIFY(done2.wait(3000)); // an exception does not escape the thread
+    }
+};
+
+QObject* makeImageViewTests() {
+    return new ImageViewTest;
+}
+
+#include "test_imageview.moc"

@@ -1,0 +1,17 @@
+#include "qvtestenv.h"
+
+#include <QApplication>
+
+QObject* makeRendererTests();
+QObject* makeImageViewTests();
+
+int main(int argc, char** argv) {
+    qvtest::isolateHome();
+    QApplication app(argc, argv);
+    int failures = 0;
+    for (QObject* t : {makeRendererTests(), makeImageViewTests()}) {
+        failures += QTest::qExec(t, argc, argv);
+        delete t;
+    }
+    return failures;
+}
