@@ -258,10 +258,16 @@ bool RawIndex::loadFor(const RawFile& file, bool totalsOnly, std::string& error)
 
 std::string RawIndex::saveFor(const RawFile& file, std::string& error) const {
     const std::string beside = besidePath(file.path());
-    if (save(beside, error))
+    // A folder without any write bit is read-only by intent, even for root, who access() lets
+    // write anywhere: never drop files into a shared, protected folder.
+    std::error_code ec;
+    const auto folder = std::filesystem::absolute(file.path(), ec).parent_path();
+    struct stat st {};
+    const bool folderWritable = ::stat(folder.c_str(), &st) == 0 && (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0 &&
+                                ::access(folder.c_str(), W_OK) == 0;
+    if (folderWritable && save(beside, error))
         return beside;
     const std::string cached = cachePath(file.path());
-    std::error_code ec;
     std::filesystem::create_directories(std::filesystem::path(cached).parent_path(), ec);
     if (save(cached, error))
         return cached;
