@@ -6,11 +6,18 @@
 
 QvEventProcessor::QvEventProcessor(QObject* parent) : QObject(parent) {
     qRegisterMetaType<uint64_t>("uint64_t");
+    qRegisterMetaType<QvTriggerMarks>("QvTriggerMarks");
+    qRegisterMetaType<QvMessageType>("QvMessageType");
     resizeImage(1280, 720);
     m_renderThread = std::thread(&QvEventProcessor::renderLoop, this);
 }
 
 QvEventProcessor::~QvEventProcessor() {
+    // A load in progress is waited for: its thread uses this object and the reader.
+    if (m_loadThread.joinable())
+        m_loadThread.join();
+    m_playing = false;
+    joinPlayThread();
     {
         std::lock_guard lock(m_frameMutex);
         m_running = false;

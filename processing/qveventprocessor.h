@@ -13,28 +13,48 @@
 // index is checked, so an x at or past the width lands in the next row; and a batch's time is the
 // time of its first event.
 //
+// Playback: the same object plays a recording through the SDK's DvsFileReader. A load thread
+// opens it and announces its range and trigger marks; a play thread shows one frame per 33333 us of
+// wall-clock time, advancing the file position by 1000000 / fps us per frame and drawing the
+// events of the accumulation time from there (so fps 30 plays in real time, fps 33 at about 0.91x,
+// as users of the display settings expect). Steps, seeks, loops and resets work on the same
+// position; positions and local times are reported by signal.
+//
 // Thread rules: processEvents and publishFrame come from one accumulating thread at a time (the
 // live pull thread, or a playback thread under its lock); the render thread is owned by this
 // object, started by the constructor and joined by the destructor; images leave by the
-// signalEventImage signal (queued to the GUI). Nothing here allocates per event or per frame.
+// signalEventImage signal (queued to the GUI). Slots run on the GUI thread; the load and play
+// threads are owned by this object and joined before another of their kind starts and in the
+// destructor. Nothing here allocates per event or per frame.
 
+#include "quorvel/DvsFileInfo.h"
+#include "quorvel/DvsFileReader.h"
 #include "quorvel/Event2D.h"
+#include "qvmessagetype.h"
 
 #include <QImage>
 #include <QObject>
+#include <QString>
 
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
+
+using QvTriggerMarks = std::vector<std::pair<uint64_t, uint8_t>>;
+Q_DECLARE_METATYPE(QvTriggerMarks)
 
 class QvEventProcessor : public QObject {
     Q_OBJECT
 public:
     static constexpr int kCountCeiling = 3;
     static constexpr uint64_t kLiveFrameIntervalUs = 33333;
+    /// Wall-clock period of the play loop; fixed, whatever the fps.
+    static constexpr uint64_t kPlayFramePeriodUs = 33333;
 
     explicit QvEventProcessor(QObject* parent = nullptr);
     ~QvEventProcessor() override;
@@ -61,13 +81,58 @@ public:
     /// Frames painted since construction.
     uint64_t renderedFrames() const { return m_renderedFrames.load(); }
 
+    // Playback state, for the window and for tests.
+    bool hasFile() const { return m_reader != nullptr; }
+    bool isLoading() const { return m_loading.load(); }
+    bool isPlaying() const { return m_playing.load(); }
+    bool isLooping() const { return m_loop.load(); }
+    uint64_t currentPosition() const { return m_current.load(); }
+    uint64_t startTimestamp() const { return m_start.load(); }
+    uint64_t endTimestamp() const { return m_end.load(); }
+    uint64_t fps() const { return m_fps; }
+    uint64_t timeInterval() const { return m_timeInterval.load(); }
+    uint64_t accumulationTime() const { return m_accTime.load(); }
+    /// Geometry of the open recording (0 x 0 without one).
+    QSize fileResolution() const;
+    /// Local wall-clock text of a file position of the open recording.
+    QString localTimeText(uint64_t timestampUs) const;
+    /// Blocks until a running load has finished (tests and shutdown).
+    void waitForLoad();
+
+public slots:
+    void loadFile(QString path);
+    void slotPlaybackCtrl(bool play);
+    void slotPlaybackReset();
+    void slotPlayLoop(bool loop);
+    void nextFrame();
+    void preFrame();
+    void setPlayPos(uint64_t timestamp_us);
+    void setFps(int fps);
+    void setAccTime(uint64_t time_us);
+    void slotSetLowerTimeStamp(uint64_t timestamp);
+    void slotSetUpperTimeStamp(uint64_t timestamp);
+
 signals:
     void signalEventImage(QImage image);
     void signalRealTimeTimeStamp(uint64_t timestamp);
+    void signalStartTimeStamp(uint64_t timestamp);
+    void signalEndTimeStamp(uint64_t timestamp);
+    void signalPlayStatus(bool playing);
+    void signalLoadingStatus(bool loading);
+    void signalShowLeftBottomTips(QString tips, QvMessageType type, QString file_path);
+    void signalLocalTime(QString local_time);
+    void signalTriggerList(QvTriggerMarks triggers);
 
 private:
     void renderLoop();
     void paintFront(QImage& image);
+
+    bool readyForPlayback() const;
+    void pauseIfPlaying();
+    void showFrame(const std::shared_ptr<std::vector<quorvel::Event2D>>& batch);
+    void loadSequence();
+    void playLoop();
+    void joinPlayThread();
 
     int m_sourceMode = 0;
     uint64_t m_liveFrameInterval = kLiveFrameIntervalUs;
@@ -91,4 +156,19 @@ private:
     std::atomic<bool> m_running{true};
     std::atomic<uint64_t> m_renderedFrames{0};
     std::thread m_renderThread;
+
+    std::unique_ptr<quorvel::DvsFileReader> m_reader;
+    quorvel::DvsFileInfo m_fileInfo;
+    uint64_t m_fps = 33;
+    std::atomic<uint64_t> m_timeInterval{30303};
+    std::atomic<uint64_t> m_accTime{33333};
+    std::atomic<bool> m_loop{false};
+    std::atomic<bool> m_playing{false};
+    std::thread m_playThread;
+    std::mutex m_playbackMutex;
+    std::atomic<uint64_t> m_current{0};
+    std::atomic<uint64_t> m_end{0};
+    std::atomic<uint64_t> m_start{0};
+    std::thread m_loadThread;
+    std::atomic<bool> m_loading{false};
 };

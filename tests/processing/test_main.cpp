@@ -4,12 +4,13 @@
 
 QObject* makeRendererTests();
 QObject* makeImageViewTests();
+QObject* makePlaybackTests();
 
 int main(int argc, char** argv) {
     qvtest::isolateHome();
     QApplication app(argc, argv);
     int failures = 0;
-    for (QObject* t : {makeRendererTests(), makeImageViewTests()}) {
+    for (QObject* t : {makeRendererTests(), makeImageViewTests(), makePlaybackTests()}) {
         failures += QTest::qExec(t, argc, argv);
         delete t;
     }

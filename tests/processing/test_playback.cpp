@@ -1,0 +1,270 @@
+#include "appsettings.h"
+#include "qveventprocessor.h"
+
+#include "quorvel/raw/RawFileWriter.h"
+
+#include <QTemporaryDir>
+#include <QtTest/QtTest>
+
+using quorvel::Event2D;
+using quorvel::EventTriggerIn;
+
+namespace {
+
+constexpr uint64_t kStart = 10'000;
+constexpr int kEvents = 1000; // one event per millisecond, each on its own pixel of a 64-wide row
+constexpr uint64_t kEnd = kStart + (kEvents - 1) * 1000;
+
+Event2D eventNumber(int k) {
+    return Event2D(uint16_t(k % 64), uint16_t((k / 64) % 48), uint8_t(k % 2), kStart + uint64_t(k) * 1000);
+}
+
+QString writeRecording(const QString& dir) {
+    quorvel::RawFileWriter writer;
+    quorvel::RawFileWriter::Options o;
+    o.width = 64;
+    o.height = 48;
+    o.serial = "TEST0001";
+    const QString path = dir + "/playback.raw";
+    if (!writer.open(path.toStdString(), o))
+        qFatal("cannot write test recording");
+    std::vector<Event2D> events;
+    for (int k = 0; k < kEvents; ++k)
+        events.push_back(eventNumber(k));
+    const std::vector<EventTriggerIn> triggers{EventTriggerIn(0, 1, 100'000), EventTriggerIn(0, 0, 300'000)};
+    writer.write(events, triggers);
+    writer.close();
+    return path;
+}
+
+// Records what the processor reports, on the GUI thread as the main window would.
+class Observer : public QObject {
+    Q_OBJECT
+public:
+    QList<quint64> positions;
+    QList<bool> playStatus;
+    QList<bool> loading;
+    QvTriggerMarks triggers;
+    quint64 start = 0, end = 0;
+    QList<QImage> frames;
+    QStringList localTimes;
+    QString lastTip;
+public slots:
+    void onPosition(uint64_t t) { positions << t; }
+    void onPlay(bool p) { playStatus << p; }
+    void onLoading(bool l) { loading << l; }
+    void onTriggers(QvTriggerMarks t) { triggers = t; }
+    void onStart(uint64_t t) { start = t; }
+    void onEnd(uint64_t t) { end = t; }
+    void onImage(QImage i) { frames << i; }
+    void onLocal(QString s) { localTimes << s; }
+    void onTip(QString t, QvMessageType, QString) { lastTip = t; }
+};
+
+int litPixels(const QImage& img) {
+    int n = 0;
+    for (int y = 0; y < img.height(); ++y)
+        for (int x = 0; x < img.width(); ++x)
+            n += img.pixelColor(x, y) != QColor(112, 112, 112);
+    return n;
+}
+
+} // namespace
+
+class PlaybackTest : public QObject {
+    Q_OBJECT
+private:
+    QTemporaryDir dir;
+    QString file;
+    std::unique_ptr<QvEventProcessor> proc;
+    std::unique_ptr<Observer> obs;
+
+    void waitFrames(int n) { QTRY_VERIFY_WITH_TIMEOUT(obs->frames.size() >= n, 5000); }
+
+private slots:
+    void initTestCase() {
+        AppSettings* s = AppSettings::instance();
+        s->dvsColorType = "Gray";
+        s->applyColorScheme();
+        file = writeRecording(dir.path());
+    }
+
+    void init() {
+        proc = std::make_unique<QvEventProcessor>();
+        obs = std::make_unique<Observer>();
+        const auto q = Qt::QueuedConnection;
+        connect(proc.get(), &QvEventProcessor::signalRealTimeTimeStamp, obs.get(), &Observer::onPosition, q);
+        connect(proc.get(), &QvEventProcessor::signalPlayStatus, obs.get(), &Observer::onPlay, q);
+        connect(proc.get(), &QvEventProcessor::signalLoadingStatus, obs.get(), &Observer::onLoading, q);
+        connect(proc.get(), &QvEventProcessor::signalTriggerList, obs.get(), &Observer::onTriggers, q);
+        connect(proc.get(), &QvEventProcessor::signalStartTimeStamp, obs.get(), &Observer::onStart, q);
+        connect(proc.get(), &QvEventProcessor::signalEndTimeStamp, obs.get(), &Observer::onEnd, q);
+        connect(proc.get(), &QvEventProcessor::signalEventImage, obs.get(), &Observer::onImage, q);
+        connect(proc.get(), &QvEventProcessor::signalLocalTime, obs.get(), &Observer::onLocal, q);
+        connect(proc.get(), &QvEventProcessor::signalShowLeftBottomTips, obs.get(), &Observer::onTip, q);
+        proc->resizeImage(64, 48);
+        proc->loadFile(file);
+        QTRY_VERIFY(!obs->loading.isEmpty() && !obs->loading.last());
+        obs->frames.clear();
+        obs->positions.clear();
+        obs->playStatus.clear();
+    }
+    void cleanup() {
+        proc.reset();
+        obs.reset();
+    }
+
+    void loadAnnouncesRangeAndTriggersWithoutDrawing() {
+        QCOMPARE(obs->start, quint64(kStart));
+        QCOMPARE(obs->end, quint64(kEnd));
+        QCOMPARE(proc->currentPosition(), kStart);
+        QCOMPARE(obs->triggers, (QvTriggerMarks{{100'000, 1}, {300'000, 0}}));
+        QCOMPARE(proc->fileResolution(), QSize(64, 48));
+        QTest::qWait(100);
+        QVERIFY(obs->frames.isEmpty()); // no frame is drawn at load
+        QVERIFY(proc->localTimeText(kStart).startsWith(QDate::currentDate().toString("yyyy-MM-dd")));
+    }
+
+    void loadingTwiceAtOnceIsRefused() {
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("Load raw file: .*"));
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("Load raw file: .*"));
+        QTest::ignoreMessage(QtDebugMsg, "is loading.");
+        proc->loadFile(file);
+        proc->loadFile(file); // the first load is still running
+        proc->waitForLoad();
+    }
+
+    void unreadableFilesAreRefusedWithAReason() {
+        const QString bogus = dir.path() + "/bogus.raw";
+        QFile f(bogus);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("this is not an event recording\n");
+        f.close();
+        proc->loadFile(bogus);
+        QVERIFY(!proc->hasFile());
+        QTRY_VERIFY(obs->lastTip.contains("bogus.raw"));
+        proc->nextFrame(); // without a file: logged, nothing else
+        QVERIFY(obs->frames.isEmpty());
+    }
+
+    void stepsMoveByTheIntervalAndShowTheAccumulationTime() {
+        proc->setFps(30); // 33333 us per frame, the accumulation time too
+        QCOMPARE(proc->timeInterval(), uint64_t(33333));
+        proc->nextFrame();
+        waitFrames(1);
+        QCOMPARE(proc->currentPosition(), kStart + 33333);
+        // Events at kStart .. kStart + 33000 (34 of them), each on its own pixel.
+        QCOMPARE(litPixels(obs->frames.last()), 34);
+        proc->nextFrame();
+        waitFrames(2);
+        QCOMPARE(proc->currentPosition(), kStart + 2 * 33333);
+        QCOMPARE(obs->positions.last(), quint64(kStart + 2 * 33333));
+
+        // Back: the position moves back one interval and stays at the start of the frame shown.
+        proc->preFrame();
+        waitFrames(3);
+        QCOMPARE(proc->currentPosition(), kStart + 33333);
+        QCOMPARE(litPixels(obs->frames.last()), 33); // events 34 .. 66
+        proc->preFrame(); // 10000 + 33333 - 33333 is not above the start: clamps to it
+        QCOMPARE(proc->currentPosition(), kStart);
+    }
+
+    void fpsSetsTheFileTimePerFrame() {
+        proc->setFps(33);
+        QCOMPARE(proc->timeInterval(), uint64_t(30303));
+        proc->setFps(1000);
+        QCOMPARE(proc->timeInterval(), uint64_t(1000));
+    }
+
+    void seekShowsTheFrameAtThePosition() {
+        proc->setPlayPos(500'000);
+        waitFrames(1);
+        QCOMPARE(proc->currentPosition(), uint64_t(500'000 + 33333));
+        QCOMPARE(litPixels(obs->frames.last()), 34); // 500000 .. 533000 (events 490 .. 523)
+        // Outside the range nothing happens.
+        proc->setPlayPos(kStart - 1);
+        proc->setPlayPos(kEnd + 1);
+        QTest::qWait(100);
+        QCOMPARE(obs->frames.size(), 1);
+        QCOMPARE(proc->currentPosition(), uint64_t(500'000 + 33333));
+        // Within one accumulation time of the end, stepping forward does nothing.
+        proc->setPlayPos(kEnd - 1000);
+        waitFrames(2);
+        proc->nextFrame();
+        QTest::qWait(100);
+        QCOMPARE(obs->frames.size(), 2);
+    }
+
+    void playingToTheEndStopsAtTheStartWithoutLoop() {
+        proc->setFps(30);
+        proc->slotSetLowerTimeStamp(600'000);
+        proc->slotSetUpperTimeStamp(800'000);
+        proc->setPlayPos(600'000);
+        waitFrames(1);
+        obs->positions.clear();
+        proc->slotPlaybackCtrl(true);
+        QVERIFY(proc->isPlaying());
+        QTRY_VERIFY_WITH_TIMEOUT(!obs->playStatus.isEmpty(), 5000);
+        QCOMPARE(obs->playStatus.last(), false);
+        QVERIFY(!proc->isPlaying());
+        QCOMPARE(proc->currentPosition(), uint64_t(600'000));
+        // The last frame reaches the end of the range, and positions only grow.
+        QCOMPARE(obs->positions.last(), quint64(800'000));
+        for (int i = 1; i < obs->positions.size(); ++i)
+            QVERIFY(obs->positions[i] > obs->positions[i - 1]);
+        const int framesAtEnd = obs->frames.size();
+        QTest::qWait(150);
+        QCOMPARE(obs->frames.size(), framesAtEnd); // nothing more is drawn
+        // Playing again after the end works (the finished play thread is reaped).
+        proc->slotPlaybackCtrl(true);
+        QTRY_VERIFY_WITH_TIMEOUT(obs->playStatus.size() >= 2, 5000);
+    }
+
+    void loopRestartsAtTheRangeStart() {
+        proc->setFps(30);
+        proc->slotSetLowerTimeStamp(900'000);
+        proc->slotSetUpperTimeStamp(kEnd);
+        proc->setPlayPos(900'000);
+        proc->slotPlayLoop(true);
+        obs->positions.clear();
+        proc->slotPlaybackCtrl(true);
+        // 109 ms of file per pass: within a second the position must have wrapped at least once.
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                for (int i = 1; i < obs->positions.size(); ++i)
+                    if (obs->positions[i] < obs->positions[i - 1])
+                        return true;
+                return false;
+            }(),
+            3000);
+        QVERIFY(proc->isPlaying());
+        proc->slotPlaybackCtrl(false);
+        QVERIFY(!proc->isPlaying());
+        for (quint64 p : obs->positions)
+            QVERIFY(p >= 900'000 && p <= kEnd);
+    }
+
+    void resetReturnsToTheStartAndPauses() {
+        proc->setPlayPos(700'000);
+        proc->slotPlaybackCtrl(true);
+        QTest::qWait(80);
+        proc->slotPlaybackReset();
+        QVERIFY(!proc->isPlaying());
+        QCOMPARE(proc->currentPosition(), kStart);
+        QTRY_COMPARE(obs->positions.last(), quint64(kStart));
+        QTRY_COMPARE(obs->playStatus.last(), false);
+    }
+
+    void closingTheFileStopsEverything() {
+        proc->slotPlaybackCtrl(true);
+        proc->loadFile(QString());
+        QVERIFY(!proc->hasFile());
+        QVERIFY(!proc->isPlaying());
+    }
+};
+
+QObject* makePlaybackTests() {
+    return new PlaybackTest;
+}
+
+#include "test_playback.moc"
