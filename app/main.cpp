@@ -33,5 +33,9 @@ int main(int argc, char* argv[]) {
 
     MainWidget window;
     window.show();
+    // "QuorvelView FILE" opens the recording and plays it.
+    const QStringList args = QCoreApplication::arguments();
+    if (args.size() > 1)
+        window.openRecording(args.at(1));
     return app.exec();
 }

@@ -7,12 +7,22 @@
 #include "qvfilepathreminderform.h"
 #include "qvmessagebox.h"
 #include "qvsidepanel.h"
+#include "qvthreehandleslider.h"
 #include "qvutility.h"
+#include "showimageform.h"
+#include "waitingwin.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QDebug>
 #include <QDesktopServices>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMimeData>
+#include <QShortcut>
+#include <QStackedWidget>
 #include <QKeySequence>
 #include <QLabel>
 #include <QVBoxLayout>
@@ -48,10 +58,13 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
     m_textCameraInfo = tr("Camera Info");
     m_textIpConfig = tr("IP Configuration");
 
+    // 2-3. Processors, image view, time slider and busy indicator.
+    buildPlayback();
+
     // 4. Play bar: no source yet, so every transport control waits for one.
     setPlayBarToolTips();
-    for (QPushButton* b : {ui.pb_play, ui.pb_record, ui.pb_prv, ui.pb_next, ui.pb_stop, ui.pb_loop, ui.pb_viewer_setting})
-        b->setEnabled(false);
+    ui.pb_record->setEnabled(false);
+    setPlaybackControlsEnabled(false);
     updateViewerTypeIcon();
 
     // 5. Start/end pop-up menu of the time slider.
@@ -76,6 +89,10 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
     connect(ui.pb_fold_aps_setting, &QPushButton::clicked, this, &MainWidget::on_pb_fold_aps_setting_clicked);
     connect(ui.pb_viewer_type, &QPushButton::clicked, this, &MainWidget::on_pb_viewer_type_clicked);
     connect(this, &MainWidget::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
+    connect(m_startEndAction, &QAction::triggered, this, &MainWidget::slotStartEndPointEditable);
+    connect(ui.pb_viewer_setting, &QPushButton::clicked, this, &MainWidget::on_pb_viewer_setting_clicked);
+    buildShortcuts();
+    setAcceptDrops(true);
     m_settings = AppSettings::instance();
 
     m_cameraText = tr("No source");
@@ -86,7 +103,75 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
     };
 }
 
-MainWidget::~MainWidget() = default;
+MainWidget::~MainWidget() {
+    // The processor's threads report to this window: stop them before any widget goes.
+    delete m_eventProcessor;
+    m_eventProcessor = nullptr;
+}
+
+void MainWidget::buildPlayback() {
+    m_eventProcessor = new QvEventProcessor;
+
+    m_showImageForm = new ShowImageForm(ui.stack_show_image);
+    ui.stack_show_image->addWidget(m_showImageForm);
+
+    m_slider = new QvThreeHandleSlider(ui.widget_slider, Qt::Horizontal, 1);
+    m_slider->setObjectName(QStringLiteral("slider_time"));
+    m_slider->setCenterValue(0);
+    m_slider->setEnabled(false);
+    ui.layout_slider->addWidget(m_slider);
+
+    m_waitingWin = new WaitingWin(this);
+    m_waitingWin->close();
+
+    QvEventProcessor* p = m_eventProcessor;
+    connect(this, &MainWidget::signalOpenRawFile, p, &QvEventProcessor::loadFile);
+    connect(this, &MainWidget::signalPlaybackCtrl, p, &QvEventProcessor::slotPlaybackCtrl);
+    connect(this, &MainWidget::signalPlaybackReset, p, &QvEventProcessor::slotPlaybackReset);
+    connect(ui.pb_play, &QPushButton::clicked, this, &MainWidget::on_pb_play_clicked);
+    connect(ui.pb_prv, &QPushButton::clicked, p, &QvEventProcessor::preFrame);
+    connect(ui.pb_next, &QPushButton::clicked, p, &QvEventProcessor::nextFrame);
+    connect(ui.pb_stop, &QPushButton::clicked, this, &MainWidget::signalPlaybackReset);
+    connect(ui.pb_loop, &QPushButton::toggled, p, &QvEventProcessor::slotPlayLoop);
+
+    // Frames and reports come from the processor's threads: queued onto the GUI thread.
+    const auto queued = Qt::QueuedConnection;
+    connect(p, &QvEventProcessor::signalEventImage, m_showImageForm, &ShowImageForm::slotShowImage, queued);
+    connect(p, &QvEventProcessor::signalRealTimeTimeStamp, this, &MainWidget::showTimeStamp, queued);
+    connect(p, &QvEventProcessor::signalLocalTime, this, &MainWidget::showLocalTime, queued);
+    connect(p, &QvEventProcessor::signalStartTimeStamp, this, &MainWidget::slotSetSliderStartTime, queued);
+    connect(p, &QvEventProcessor::signalEndTimeStamp, this, &MainWidget::slotSetSliderEndTime, queued);
+    connect(p, &QvEventProcessor::signalPlayStatus, this, &MainWidget::slotPlayStatus, queued);
+    connect(p, &QvEventProcessor::signalLoadingStatus, this, &MainWidget::slotSetWaitWinStatus, queued);
+    connect(p, &QvEventProcessor::signalTriggerList, this, &MainWidget::slotTriggerList, queued);
+    connect(p, &QvEventProcessor::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
+
+    // The slider sets the position and the play range.
+    connect(m_slider, &QvThreeHandleSlider::centerValueTrackClick, p, &QvEventProcessor::setPlayPos);
+    connect(m_slider, &QvThreeHandleSlider::centerValueMove, p, &QvEventProcessor::setPlayPos);
+    connect(m_slider, &QvThreeHandleSlider::lowerValueChanged, p, &QvEventProcessor::slotSetLowerTimeStamp);
+    connect(m_slider, &QvThreeHandleSlider::upperValueChanged, p, &QvEventProcessor::slotSetUpperTimeStamp);
+}
+
+void MainWidget::buildShortcuts() {
+    const auto add = [this](const QKeySequence& key, auto&& handler) {
+        auto* sc = new QShortcut(key, this);
+        sc->setContext(Qt::WindowShortcut);
+        connect(sc, &QShortcut::activated, this, handler);
+    };
+    // Transport keys act like clicks, so a disabled button (no recording) ignores them.
+    add(QKeySequence(Qt::Key_Space), [this] { ui.pb_play->click(); });
+    add(QKeySequence(Qt::Key_Left), [this] { ui.pb_prv->click(); });
+    add(QKeySequence(Qt::Key_Right), [this] { ui.pb_next->click(); });
+    add(QKeySequence(Qt::Key_Home), [this] { ui.pb_stop->click(); });
+    add(QKeySequence(Qt::Key_L), [this] { ui.pb_loop->click(); });
+}
+
+void MainWidget::setPlaybackControlsEnabled(bool enabled) {
+    for (QPushButton* b : {ui.pb_play, ui.pb_prv, ui.pb_next, ui.pb_stop, ui.pb_loop, ui.pb_viewer_setting})
+        b->setEnabled(enabled);
+    m_slider->setEnabled(enabled);
+}
 
 QMenu* MainWidget::menuOf(QPushButton* menuButton) const {
     return menuButton ? menuButton->menu() : nullptr;
@@ -103,8 +188,11 @@ void MainWidget::buildMenus() {
 
     // Items whose work arrives with later parts of the program stay visible but disabled.
     m_menuFile = makeMenu(ui.pb_menu_file);
-    QAction* open = m_menuFile->addAction(m_textOpenRecording);
-    open->setEnabled(false);
+    m_openRecordingAction = m_menuFile->addAction(m_textOpenRecording);
+    m_openRecordingAction->setShortcut(QKeySequence::Open);
+    m_openRecordingAction->setShortcutContext(Qt::WindowShortcut);
+    addAction(m_openRecordingAction);
+    connect(m_openRecordingAction, &QAction::triggered, this, &MainWidget::slotOpenRecording);
     m_menuFile->addSeparator();
     QAction* saveAs = m_menuFile->addAction(m_textSaveAs);
     QAction* cut = m_menuFile->addAction(m_textCutRecording);
@@ -157,12 +245,16 @@ void MainWidget::buildSidePanels() {
 }
 
 void MainWidget::setPlayBarToolTips() {
-    ui.pb_play->setToolTip(tr("Play/Stop"));
+    // Each tip names its keyboard shortcut after the text.
+    const auto tip = [](const QString& text, const char* key) {
+        return QStringLiteral("%1 (%2)").arg(text, QKeySequence(QLatin1String(key)).toString(QKeySequence::NativeText));
+    };
+    ui.pb_play->setToolTip(tip(tr("Play/Stop"), "Space"));
     ui.pb_record->setToolTip(tr("Start/Stop recording"));
-    ui.pb_prv->setToolTip(tr("Previous frame"));
-    ui.pb_next->setToolTip(tr("Next frame"));
-    ui.pb_stop->setToolTip(tr("Reset the playback progress to the beginning"));
-    ui.pb_loop->setToolTip(tr("Select to automatically replay at the end of the playback"));
+    ui.pb_prv->setToolTip(tip(tr("Previous frame"), "Left"));
+    ui.pb_next->setToolTip(tip(tr("Next frame"), "Right"));
+    ui.pb_stop->setToolTip(tip(tr("Reset the playback progress to the beginning"), "Home"));
+    ui.pb_loop->setToolTip(tip(tr("Select to automatically replay at the end of the playback"), "L"));
     ui.pb_viewer_setting->setToolTip(tr("Toggle Start/End Point"));
 }
 
@@ -298,6 +390,142 @@ void MainWidget::showAbout() {
                      tr("Tips"), tr("Open"), tr("Close"), this);
     if (box.exec() == QDialog::Accepted)
         QDesktopServices::openUrl(QUrl(AboutUSForm::websiteUrl()));
+}
+
+void MainWidget::slotOpenRecording() {
+    const QString path = QFileDialog::getOpenFileName(this, tr("Select a raw file"), m_settings->inputRawFilePath,
+                                                      tr("RAW files (*.raw)"));
+    if (path.isEmpty())
+        return;
+    openRecording(path);
+}
+
+void MainWidget::openRecording(const QString& path) {
+    const QFileInfo info(path);
+    if (!info.isFile()) {
+        emit signalShowLeftBottomTips(tr("File not found: %1").arg(path), QvMessageError, QString());
+        return;
+    }
+    if (m_eventProcessor->isLoading()) {
+        emit signalShowLeftBottomTips(tr("A recording is still loading; please wait."), QvMessageWarning, QString());
+        return;
+    }
+    m_settings->inputRawFilePath = info.absolutePath();
+    // A recording with an .mp4 of the same base name beside it is a fusion recording. Its frames
+    // are not played yet: its events play like any other recording.
+    m_mode = ModeRawPlayback;
+    m_currentFile = info.absoluteFilePath();
+    setWindowTitle(QStringLiteral("QuorvelView - %1").arg(info.fileName()));
+    showCameraSerial(info.fileName());
+    setShowTitleInfo(true);
+    m_cameraText = info.fileName();
+    m_timeText.clear();
+    updateStatusLine();
+
+    m_slider->clearMarks();
+    m_slider->setHandleType(1);
+    m_startEndAction->setChecked(false);
+    setPlaybackControlsEnabled(false);
+    ui.pb_play->setChecked(false);
+    ui.stack_show_image->setCurrentWidget(m_showImageForm);
+    m_playWhenLoaded = true;
+    emit signalOpenRawFile(m_currentFile);
+    if (!m_eventProcessor->hasFile()) { // refused at once (not a recording): its toast says why
+        m_playWhenLoaded = false;
+        m_mode = ModeNone;
+        m_currentFile.clear();
+        setWindowTitle(QStringLiteral("QuorvelView"));
+        setShowTitleInfo(false);
+        m_cameraText = tr("No source");
+        updateStatusLine();
+        ui.stack_show_image->setCurrentWidget(ui.widget_empty_state);
+    }
+}
+
+void MainWidget::on_pb_play_clicked() {
+    if (m_mode == ModeRawPlayback)
+        emit signalPlaybackCtrl(ui.pb_play->isChecked());
+}
+
+void MainWidget::slotPlayStatus(bool playing) {
+    ui.pb_play->setChecked(playing && m_eventProcessor->isPlaying());
+}
+
+void MainWidget::slotSetWaitWinStatus(bool busy) {
+    if (busy) {
+        m_waitingWin->show();
+        return;
+    }
+    m_waitingWin->close();
+    if (m_mode != ModeRawPlayback || !m_eventProcessor->hasFile() || m_eventProcessor->isLoading())
+        return;
+    const QSize size = m_eventProcessor->fileResolution();
+    if (!size.isEmpty() && size != QSize(m_eventProcessor->imageWidth(), m_eventProcessor->imageHeight())) {
+        m_eventProcessor->resizeImage(size.width(), size.height());
+        m_showImageForm->slotSetResolution(size.width(), size.height());
+        emit signalImageReslotionChanged(size.width(), size.height());
+    }
+    setPlaybackControlsEnabled(true);
+    if (m_playWhenLoaded) {
+        m_playWhenLoaded = false;
+        ui.pb_play->setChecked(true);
+        emit signalPlaybackCtrl(true);
+    }
+}
+
+void MainWidget::slotSetSliderStartTime(uint64_t timestamp) {
+    m_slider->setMinimum(timestamp);
+    m_slider->setCenterValue(timestamp);
+}
+
+void MainWidget::slotSetSliderEndTime(uint64_t ts) {
+    m_slider->setMaximum(ts);
+}
+
+void MainWidget::slotTriggerList(QvTriggerMarks triggers) {
+    for (const auto& [timestamp, polarity] : triggers)
+        m_slider->addMark(timestamp, QColor(polarity == 1 ? QStringLiteral("#FF6058") : QStringLiteral("#58DB6D")));
+}
+
+void MainWidget::showTimeStamp(uint64_t timestamp_us) {
+    m_slider->setCenterValue(timestamp_us);
+    ui.label_show_timestamp_info->setText(tr("%1 us").arg(timestamp_us));
+    if (m_mode == ModeRawPlayback) {
+        const uint64_t start = m_slider->minimum();
+        const uint64_t end = m_slider->maximum();
+        const uint64_t at = timestamp_us > start ? timestamp_us - start : 0;
+        m_timeText = QStringLiteral("  %1 / %2").arg(QvUtility::durationText(at / 1000000),
+                                                     QvUtility::durationText(end > start ? (end - start) / 1000000 : 0));
+        updateStatusLine();
+    }
+}
+
+void MainWidget::showLocalTime(const QString& local_time) {
+    ui.label_time->setText(local_time);
+}
+
+void MainWidget::on_pb_viewer_setting_clicked() {
+    m_startEndMenu->popup(ui.pb_viewer_setting->mapToGlobal(QPoint(0, -m_startEndMenu->sizeHint().height())));
+}
+
+void MainWidget::slotStartEndPointEditable(bool editable) {
+    m_slider->setHandleType(editable ? 3 : 1);
+    m_slider->update();
+}
+
+void MainWidget::dragEnterEvent(QDragEnterEvent* event) {
+    const QList<QUrl> urls = event->mimeData()->urls();
+    if (!urls.isEmpty() && urls.first().isLocalFile() &&
+        urls.first().toLocalFile().endsWith(QLatin1String(".raw"), Qt::CaseInsensitive))
+        event->acceptProposedAction();
+}
+
+void MainWidget::dropEvent(QDropEvent* event) {
+    const QList<QUrl> urls = event->mimeData()->urls();
+    if (urls.isEmpty() || !urls.first().isLocalFile())
+        return;
+    event->acceptProposedAction();
+    openRecording(urls.first().toLocalFile());
 }
 
 void MainWidget::slotSaveAs() {

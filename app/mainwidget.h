@@ -5,6 +5,7 @@
 // Thread rules: GUI thread only; other threads reach it through queued signals.
 
 #include "mainwidgetform.h"
+#include "qveventprocessor.h"
 #include "qvmessagetype.h"
 
 #include "quorvel/StreamType.h"
@@ -21,6 +22,9 @@ class QAction;
 class QMenu;
 class QPushButton;
 class QvSidePanel;
+class QvThreeHandleSlider;
+class ShowImageForm;
+class WaitingWin;
 
 Q_DECLARE_METATYPE(quorvel::STREAM_TYPE)
 
@@ -40,6 +44,16 @@ public:
     QvSidePanel* dvsPanel() const { return m_dvsPanel; }
     QvSidePanel* apsPanel() const { return m_apsPanel; }
     QMenu* menuOf(QPushButton* menuButton) const;
+    QvEventProcessor* eventProcessor() const { return m_eventProcessor; }
+    QvThreeHandleSlider* timeSlider() const { return m_slider; }
+    ShowImageForm* imageForm() const { return m_showImageForm; }
+    WaitingWin* waitingWindow() const { return m_waitingWin; }
+    QMenu* startEndMenu() const { return m_startEndMenu; }
+    QString currentFile() const { return m_currentFile; }
+
+    /// Opens a recording without asking (command line, drag and drop): the same path as a file
+    /// chosen with "Open Recording". Playback starts once it has loaded.
+    void openRecording(const QString& path);
 
     /// Starts a new instance of the program; replaced by tests so that nothing is launched.
     void setRestartLauncher(std::function<bool()> launcher) { m_restartLauncher = std::move(launcher); }
@@ -47,23 +61,42 @@ public:
 signals:
     void signalSetViewerShowType(quorvel::STREAM_TYPE type);
     void signalShowLeftBottomTips(QString tips, QvMessageType type, QString file_path);
+    void signalPlaybackReset();
+    void signalPlaybackCtrl(bool play);
+    void signalOpenRawFile(QString path);
+    void signalImageReslotionChanged(int width, int height);
 
 public slots:
     void on_pb_win_min_clicked();
     void on_pb_win_close_clicked();
     void openActionSlot(QAction* action);
+    void slotOpenRecording();
     void slotSaveAs();
     void slotCutRecording();
     void setShowTitleInfo(bool show);
     void showCameraSerial(const QString& str);
+    void showTimeStamp(uint64_t timestamp_us);
+    void showLocalTime(const QString& local_time);
     void on_pb_win_max_clicked();
     void maximizedChanged(bool max);
     void on_pb_fold_setting_clicked(bool checked);
+    void on_pb_viewer_setting_clicked();
+    void slotStartEndPointEditable(bool editable);
     void on_pb_fold_general_setting_clicked(bool checked);
     void on_pb_fold_dvs_setting_clicked(bool checked);
     void on_pb_fold_aps_setting_clicked(bool checked);
     void on_pb_viewer_type_clicked();
+    void on_pb_play_clicked();
     void slotShowLeftBottomTips(const QString& tips, QvMessageType type, const QString& file_path);
+    void slotSetSliderStartTime(uint64_t timestamp);
+    void slotSetSliderEndTime(uint64_t ts);
+    void slotSetWaitWinStatus(bool busy);
+    void slotPlayStatus(bool playing);
+    void slotTriggerList(QvTriggerMarks triggers);
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     void buildMenus();
@@ -74,6 +107,9 @@ private:
     void askLanguageRestart();
     void showAbout();
     void updateStatusLine();
+    void buildPlayback();
+    void buildShortcuts();
+    void setPlaybackControlsEnabled(bool enabled);
 
     MainWidgetForm ui;
     AppSettings* m_settings = nullptr;
@@ -113,4 +149,12 @@ private:
     QString m_timeText;
 
     std::function<bool()> m_restartLauncher;
+
+    QvEventProcessor* m_eventProcessor = nullptr;
+    ShowImageForm* m_showImageForm = nullptr;
+    QvThreeHandleSlider* m_slider = nullptr;
+    WaitingWin* m_waitingWin = nullptr;
+    QString m_currentFile;
+    bool m_playWhenLoaded = false;
+    QAction* m_openRecordingAction = nullptr;
 };

@@ -112,6 +112,11 @@ void QvThreeHandleSlider::addMark(uint64_t value, const QColor& color) {
     update();
 }
 
+void QvThreeHandleSlider::clearMarks() {
+    m_marks.clear();
+    update();
+}
+
 void QvThreeHandleSlider::setHandleType(int type) {
     m_handleType = type;
     m_fillRadius = type == 3 ? 0 : 5;

@@ -55,6 +55,8 @@ public:
     uint64_t upperBound() const;
 
     void addMark(uint64_t value, const QColor& color);
+    /// Removes every mark (a new recording brings its own).
+    void clearMarks();
     const QList<QPair<uint64_t, QColor>>& marks() const { return m_marks; }
     void setHandleType(int type);
 

@@ -220,12 +220,39 @@
         <source>Maximize</source>
         <translation>Maximize</translation>
     </message>
+    <message>
+        <source>Select a raw file</source>
+        <translation>Select a raw file</translation>
+    </message>
+    <message>
+        <source>RAW files (*.raw)</source>
+        <translation>RAW files (*.raw)</translation>
+    </message>
+    <message>
+        <source>File not found: %1</source>
+        <translation>File not found: %1</translation>
+    </message>
+    <message>
+        <source>A recording is still loading; please wait.</source>
+        <translation>A recording is still loading; please wait.</translation>
+    </message>
+    <message>
+        <source>%1 us</source>
+        <translation>%1 us</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
     <message>
         <source>Close</source>
         <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>QvEventProcessor</name>
+    <message>
+        <source>Cannot open %1: %2</source>
+        <translation>Cannot open %1: %2</translation>
     </message>
 </context>
 <context>

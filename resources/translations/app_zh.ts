@@ -220,12 +220,39 @@
         <source>Maximize</source>
         <translation>最大化</translation>
     </message>
+    <message>
+        <source>Select a raw file</source>
+        <translation>选择 raw 文件</translation>
+    </message>
+    <message>
+        <source>RAW files (*.raw)</source>
+        <translation>RAW 文件 (*.raw)</translation>
+    </message>
+    <message>
+        <source>File not found: %1</source>
+        <translation>找不到文件：%1</translation>
+    </message>
+    <message>
+        <source>A recording is still loading; please wait.</source>
+        <translation>录制文件仍在加载中，请稍候。</translation>
+    </message>
+    <message>
+        <source>%1 us</source>
+        <translation>%1 微秒</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
     <message>
         <source>Close</source>
         <translation>关闭</translation>
+    </message>
+</context>
+<context>
+    <name>QvEventProcessor</name>
+    <message>
+        <source>Cannot open %1: %2</source>
+        <translation>无法打开 %1：%2</translation>
     </message>
 </context>
 <context>

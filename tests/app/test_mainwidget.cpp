@@ -99,17 +99,19 @@ private slots:
         QCOMPARE(w->windowAgent()->titleBar(), w->form().widget_title_space);
         QCOMPARE(w->windowAgent()->systemButton(FramelessHelper::WindowIcon), w->form().pb_logo_button);
         QCOMPARE(w->windowAgent()->systemButton(FramelessHelper::Close), w->form().pb_win_close);
-        // Without a source the transport controls wait; the tool tips are in place.
+        // Without a source the transport controls wait; the tool tips name their keys.
         QVERIFY(!w->form().pb_play->isEnabled());
         QCOMPARE(w->form().pb_loop->toolTip(),
-                 QStringLiteral("Select to automatically replay at the end of the playback"));
-        QCOMPARE(w->form().pb_stop->toolTip(), QStringLiteral("Reset the playback progress to the beginning"));
+                 QStringLiteral("Select to automatically replay at the end of the playback (L)"));
+        QCOMPARE(w->form().pb_stop->toolTip(), QStringLiteral("Reset the playback progress to the beginning (Home)"));
+        QCOMPARE(w->form().pb_play->toolTip(), QStringLiteral("Play/Stop (Space)"));
     }
 
     void menusHoldTheirItemsInOrder() {
         const MainWidgetForm& f = w->form();
         QCOMPARE(menuTexts(w->menuOf(f.pb_menu_file)),
                  (QStringList{"Open Recording", "|", "Save as...", "Cut Recording", "|", "Quit"}));
+        QCOMPARE(actionNamed(w->menuOf(f.pb_menu_file), "Open Recording")->shortcut(), QKeySequence(QKeySequence::Open));
         QCOMPARE(menuTexts(w->menuOf(f.pb_menu_device)), (QStringList{"Open Camera", "|", "Camera Info"}));
         QCOMPARE(menuTexts(w->menuOf(f.pb_menu_setting)), (QStringList{"General Setting", "EN/中文"}));
         QCOMPARE(menuTexts(w->menuOf(f.pb_menu_help)), (QStringList{"About us"}));

@@ -2,8 +2,11 @@
 // in Chinese as real windows, grabs them from the screen, checks what was drawn, and keeps the
 // pictures in $QV_SCREENSHOT_DIR for people to look at.
 
+#include "appsettings.h"
 #include "initdialog.h"
 #include "mainwidget.h"
+#include "qvthreehandleslider.h"
+#include "showimageform.h"
 #include "qvtestenv.h"
 #include "startup.h"
 
@@ -87,6 +90,41 @@ private slots:
         // more ink than two empty boxes would.
         const int ink = inkPixels(img, &w, w.form().pb_menu_file, qRgb(0xFA, 0xFA, 0xFA));
         QVERIFY2(ink > 60, qPrintable(QString::number(ink)));
+    }
+
+    void playingARealRecording() {
+        const QString samples = qEnvironmentVariable("QUORVEL_SAMPLES_DIR", QStringLiteral(QV_SAMPLES_DIR));
+        const QString file = samples + "/evt2_sample.raw";
+        if (!QFile::exists(file))
+            QSKIP(qPrintable("sample recordings not found at " + samples));
+        loadLanguage("en");
+        AppSettings* settings = AppSettings::instance();
+        settings->dvsColorType = "Gray";
+        settings->applyColorScheme();
+        MainWidget w;
+        w.resize(1440, 900);
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        // The sample lasts only 50 ms: loop it so that it is still playing when grabbed.
+        w.form().pb_loop->setChecked(true);
+        w.openRecording(file);
+        QTRY_VERIFY_WITH_TIMEOUT(w.imageForm()->shownFrames() >= 6, 10000);
+        const QImage img = grab(&w);
+        keep(img, "playing-evt2.png");
+        // The picture shows white ON and black OFF events over the grey background.
+        const QWidget* view = w.imageForm();
+        const QRect r(view->mapTo(&w, QPoint(0, 0)), view->size());
+        int on = 0, off = 0, grey = 0;
+        for (int y = r.top(); y < r.bottom(); y += 2)
+            for (int x = r.left(); x < r.right(); x += 2) {
+                const QRgb p = img.pixel(x, y);
+                on += qGray(p) > 230;
+                off += qGray(p) < 25;
+                grey += std::abs(qGray(p) - 112) < 6;
+            }
+        QVERIFY2(on > 50 && off > 20 && grey > on + off, qPrintable(QStringLiteral("%1 %2 %3").arg(on).arg(off).arg(grey)));
+        QCOMPARE(w.timeSlider()->minimum(), uint64_t(1317888));
+        QVERIFY(w.form().pb_play->isChecked());
     }
 };
 

@@ -1,39 +1,23 @@
 #include "appsettings.h"
 #include "qveventprocessor.h"
 
-#include "quorvel/raw/RawFileWriter.h"
+#include "testrecording.h"
 
 #include <QTemporaryDir>
 #include <QtTest/QtTest>
 
 using quorvel::Event2D;
-using quorvel::EventTriggerIn;
 
 namespace {
 
-constexpr uint64_t kStart = 10'000;
-constexpr int kEvents = 1000; // one event per millisecond, each on its own pixel of a 64-wide row
-constexpr uint64_t kEnd = kStart + (kEvents - 1) * 1000;
-
-Event2D eventNumber(int k) {
-    return Event2D(uint16_t(k % 64), uint16_t((k / 64) % 48), uint8_t(k % 2), kStart + uint64_t(k) * 1000);
-}
+constexpr uint64_t kStart = qvtest::TestRecording::kStart;
+constexpr uint64_t kEnd = qvtest::TestRecording::kEnd;
 
 QString writeRecording(const QString& dir) {
-    quorvel::RawFileWriter writer;
-    quorvel::RawFileWriter::Options o;
-    o.width = 64;
-    o.height = 48;
-    o.serial = "TEST0001";
     const QString path = dir + "/playback.raw";
-    if (!writer.open(path.toStdString(), o))
-        qFatal("cannot write test recording");
-    std::vector<Event2D> events;
-    for (int k = 0; k < kEvents; ++k)
-        events.push_back(eventNumber(k));
-    const std::vector<EventTriggerIn> triggers{EventTriggerIn(0, 1, 100'000), EventTriggerIn(0, 0, 300'000)};
-    writer.write(events, triggers);
-    writer.close();
+    std::string error;
+    if (!qvtest::TestRecording::write(path.toStdString(), &error))
+        qFatal("cannot write test recording: %s", error.c_str());
     return path;
 }
 

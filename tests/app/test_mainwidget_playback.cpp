@@ -1,0 +1,185 @@
+#include "mainwidget.h"
+#include "qvtestenv.h"
+#include "qvthreehandleslider.h"
+#include "showimageform.h"
+#include "testrecording.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QMenu>
+#include <QMimeData>
+#include <QPushButton>
+#include <QStackedWidget>
+
+using qvtest::TestRecording;
+
+class MainWidgetPlaybackTest : public QObject {
+    Q_OBJECT
+private:
+    QTemporaryDir dir;
+    QString file;
+    std::unique_ptr<MainWidget> w;
+
+    QvEventProcessor* proc() const { return w->eventProcessor(); }
+    QvThreeHandleSlider* slider() const { return w->timeSlider(); }
+    const MainWidgetForm& f() const { return w->form(); }
+
+    // Opens the recording and waits for it to load and start playing, then pauses it so that the
+    // test steers from a known state.
+    void openAndPause() {
+        w->openRecording(file);
+        QTRY_VERIFY(f().pb_play->isChecked());
+        QVERIFY(proc()->isPlaying());
+        QTest::mouseClick(f().pb_play, Qt::LeftButton);
+        QTRY_VERIFY(!proc()->isPlaying());
+        QVERIFY(!f().pb_play->isChecked());
+    }
+
+    void clickSliderAt(uint64_t value) {
+        // Track position of a value in a type-1 slider: 13 + (value - min) / range * (L - 12).
+        const double fraction = double(value - slider()->minimum()) / double(slider()->range());
+        const int x = 13 + int(fraction * (slider()->width() - 12));
+        QTest::mouseClick(slider(), Qt::LeftButton, {}, QPoint(x, slider()->height() / 2));
+    }
+
+private slots:
+    void initTestCase() {
+        file = dir.filePath("session.raw");
+        std::string error;
+        QVERIFY2(TestRecording::write(file.toStdString(), &error), error.c_str());
+    }
+
+    void init() {
+        w = std::make_unique<MainWidget>();
+        w->resize(1200, 800);
+        w->show();
+        QVERIFY(QTest::qWaitForWindowExposed(w.get()));
+    }
+    void cleanup() { w.reset(); }
+
+    void openingARecordingShowsItsRangeMarksAndPlays() {
+        QVERIFY(!slider()->isEnabled());
+        QVERIFY(!f().pb_play->isEnabled());
+        w->openRecording(file);
+        QCOMPARE(w->mode(), int(MainWidget::ModeRawPlayback));
+        QCOMPARE(w->windowTitle(), QStringLiteral("QuorvelView - session.raw"));
+        QTRY_VERIFY(f().pb_play->isChecked());
+        QVERIFY(slider()->isEnabled());
+        QCOMPARE(slider()->minimum(), TestRecording::kStart);
+        QCOMPARE(slider()->maximum(), TestRecording::kEnd);
+        QCOMPARE(w->imageForm()->resolution(), QSize(64, 48));
+        QCOMPARE(proc()->imageWidth(), 64);
+        // Trigger marks: red for a rising edge, green for a falling one.
+        QCOMPARE(slider()->marks().size(), 2);
+        QCOMPARE(slider()->marks()[0].first, TestRecording::kRisingAt);
+        QCOMPARE(slider()->marks()[0].second, QColor("#FF6058"));
+        QCOMPARE(slider()->marks()[1].second, QColor("#58DB6D"));
+        QCOMPARE(f().stack_show_image->currentWidget(), static_cast<QWidget*>(w->imageForm()));
+        // Frames arrive and the centre handle follows the position.
+        QTRY_VERIFY(w->imageForm()->shownFrames() >= 2);
+        QTRY_VERIFY(slider()->centerValue() > TestRecording::kStart);
+        QVERIFY(f().label_show_timestamp_info->text().endsWith(" us"));
+        QVERIFY(!f().label_time->text().isEmpty());
+        QVERIFY(f().label_show_camera_info->text().startsWith("session.raw"));
+    }
+
+    void playsToTheEndOnceThenLoops() {
+        openAndPause();
+        proc()->setFps(30); // real speed
+        // Narrow the range with the three-handle slider: the processor follows the handles.
+        w->startEndMenu()->actions().first()->trigger();
+        QCOMPARE(slider()->handleType(), 3);
+        slider()->setCenterValue(900'000);
+        slider()->setLowerValue(850'000);
+        emit slider()->lowerValueChanged(slider()->lowerValue());
+        QCOMPARE(proc()->startTimestamp(), uint64_t(850'000));
+        QCOMPARE(proc()->endTimestamp(), TestRecording::kEnd);
+        proc()->setPlayPos(850'000);
+
+        QTest::mouseClick(f().pb_play, Qt::LeftButton);
+        QVERIFY(f().pb_play->isChecked());
+        // 159 ms of file at real speed: done well within two seconds, back at the range start.
+        QTRY_VERIFY_WITH_TIMEOUT(!f().pb_play->isChecked(), 3000);
+        QVERIFY(!proc()->isPlaying());
+        QCOMPARE(proc()->currentPosition(), uint64_t(850'000));
+
+        QTest::mouseClick(f().pb_loop, Qt::LeftButton);
+        QVERIFY(proc()->isLooping());
+        const quint64 framesBefore = w->imageForm()->shownFrames();
+        QTest::mouseClick(f().pb_play, Qt::LeftButton);
+        QTest::qWait(600); // more than three passes over the range
+        QVERIFY(proc()->isPlaying());
+        QVERIFY(f().pb_play->isChecked());
+        QVERIFY(w->imageForm()->shownFrames() >= framesBefore + 10);
+        QTest::mouseClick(f().pb_play, Qt::LeftButton);
+        QTRY_VERIFY(!proc()->isPlaying());
+    }
+
+    void stepsResetAndSliderSeek() {
+        openAndPause();
+        proc()->setFps(30);
+        QTest::mouseClick(f().pb_stop, Qt::LeftButton);
+        QTRY_COMPARE(slider()->centerValue(), TestRecording::kStart);
+        QCOMPARE(proc()->currentPosition(), TestRecording::kStart);
+
+        const quint64 frames = w->imageForm()->shownFrames();
+        QTest::mouseClick(f().pb_next, Qt::LeftButton);
+        QTest::mouseClick(f().pb_next, Qt::LeftButton);
+        QCOMPARE(proc()->currentPosition(), TestRecording::kStart + 2 * 33333);
+        QTRY_VERIFY(w->imageForm()->shownFrames() > frames); // two quick steps may share one paint
+        QTRY_COMPARE(slider()->centerValue(), TestRecording::kStart + 2 * 33333);
+        QTest::mouseClick(f().pb_prv, Qt::LeftButton);
+        QCOMPARE(proc()->currentPosition(), TestRecording::kStart + 33333);
+
+        // Keyboard: Right steps forward, Home resets.
+        QTest::keyClick(w.get(), Qt::Key_Right);
+        QCOMPARE(proc()->currentPosition(), TestRecording::kStart + 2 * 33333);
+        QTest::keyClick(w.get(), Qt::Key_Home);
+        QCOMPARE(proc()->currentPosition(), TestRecording::kStart);
+
+        // A click on the track seeks there and shows the frame from that point.
+        clickSliderAt(600'000);
+        const uint64_t target = slider()->centerValue();
+        QVERIFY2(target > 580'000 && target < 620'000, qPrintable(QString::number(target)));
+        QCOMPARE(proc()->currentPosition(), target + proc()->accumulationTime());
+        QTRY_COMPARE(slider()->centerValue(), target); // the processor reports the frame it showed
+    }
+
+    void spaceTogglesPlayback() {
+        openAndPause();
+        QTest::keyClick(w.get(), Qt::Key_Space);
+        QTRY_VERIFY(proc()->isPlaying());
+        QTest::keyClick(w.get(), Qt::Key_Space);
+        QTRY_VERIFY(!proc()->isPlaying());
+    }
+
+    void droppingARecordingOpensIt() {
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile(file)});
+        QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(w.get(), &enter);
+        QVERIFY(enter.isAccepted());
+        QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(w.get(), &drop);
+        QCOMPARE(w->currentFile(), QFileInfo(file).absoluteFilePath());
+        QTRY_VERIFY(f().pb_play->isChecked());
+    }
+
+    void unreadableRecordingsLeaveTheWindowAsItWas() {
+        const QString bogus = dir.filePath("bogus.raw");
+        QFile b(bogus);
+        QVERIFY(b.open(QIODevice::WriteOnly));
+        b.write("% not a recording\n");
+        b.close();
+        w->openRecording(bogus);
+        QCOMPARE(w->mode(), int(MainWidget::ModeNone));
+        QVERIFY(!f().pb_play->isEnabled());
+        QCOMPARE(w->windowTitle(), QStringLiteral("QuorvelView"));
+        w->openRecording(dir.filePath("missing.raw"));
+        QCOMPARE(w->mode(), int(MainWidget::ModeNone));
+    }
+};
+
+QV_TEST_MAIN(MainWidgetPlaybackTest)
+
+#include "test_mainwidget_playback.moc"
