@@ -76,6 +76,9 @@ public:
     int imageHeight() const { return m_height; }
     uint64_t lastBatchTimestamp() const { return m_lastBatchTimestamp; }
 
+    /// Paints the front buffer into `image` (sized to the geometry) under the frame mutex, as the
+    /// render thread does for every frame; for benchmarks and diagnostics.
+    void paintFrontInto(QImage& image);
     /// Count of (pixel, polarity) in the back buffer; for tests and diagnostics.
     uint16_t backCount(int x, int y, int polarity) const;
     /// Frames painted since construction.
