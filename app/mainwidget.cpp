@@ -4,6 +4,8 @@
 #include "appsettings.h"
 #include "appversion.h"
 #include "framelesshelper.h"
+#include "qvcutrawfile.h"
+#include "qvexportvideoui.h"
 #include "qvfilepathreminderform.h"
 #include "qvmessagebox.h"
 #include "qvsidepanel.h"
@@ -13,6 +15,7 @@
 #include "waitingwin.h"
 
 #include <QAction>
+#include <QDateTime>
 #include <QApplication>
 #include <QDebug>
 #include <QDesktopServices>
@@ -98,6 +101,7 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
     m_cameraText = tr("No source");
     updateStatusLine();
 
+    m_dialogRunner = [](QDialog& dialog) { return dialog.exec(); };
     m_restartLauncher = [] {
         return QProcess::startDetached(QCoreApplication::applicationFilePath(), {});
     };
@@ -128,6 +132,8 @@ void MainWidget::buildPlayback() {
     connect(this, &MainWidget::signalOpenRawFile, p, &QvEventProcessor::loadFile);
     connect(this, &MainWidget::signalPlaybackCtrl, p, &QvEventProcessor::slotPlaybackCtrl);
     connect(this, &MainWidget::signalPlaybackReset, p, &QvEventProcessor::slotPlaybackReset);
+    connect(this, &MainWidget::signalExportVideo, p, &QvEventProcessor::slotExportVideo);
+    connect(this, &MainWidget::signalCutRawFile, p, &QvEventProcessor::slotCutRawFile);
     connect(ui.pb_play, &QPushButton::clicked, this, &MainWidget::on_pb_play_clicked);
     connect(ui.pb_prv, &QPushButton::clicked, p, &QvEventProcessor::preFrame);
     connect(ui.pb_next, &QPushButton::clicked, p, &QvEventProcessor::nextFrame);
@@ -453,6 +459,8 @@ void MainWidget::slotPlayStatus(bool playing) {
 
 void MainWidget::slotSetWaitWinStatus(bool busy) {
     if (busy) {
+        // Nothing may play or step while a recording loads or a range is being written.
+        setPlaybackControlsEnabled(false);
         m_waitingWin->show();
         return;
     }
@@ -528,11 +536,25 @@ void MainWidget::dropEvent(QDropEvent* event) {
     openRecording(urls.first().toLocalFile());
 }
 
+bool MainWidget::prepareRangeDialog(QvRangeFileDialog& dialog, const QString& folder, const QString& extension) {
+    dialog.setStartTime(m_slider->lowerBound());
+    dialog.setEndTime(m_slider->upperBound());
+    dialog.setSavePath(folder);
+    dialog.setFileName(QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd_HHmmss")) + extension);
+    return m_dialogRunner(dialog) == QDialog::Accepted;
+}
+
 void MainWidget::slotSaveAs() {
     if (m_mode != ModeRawPlayback) {
         emit signalShowLeftBottomTips(tr("Please open a raw file first."), QvMessageWarning, QString());
         return;
     }
+    QvExportVideoUI dialog(this);
+    if (!prepareRangeDialog(dialog, m_settings->videoSavePath, QStringLiteral(".mp4")))
+        return;
+    qDebug() << "sss";
+    const QString dir = QFileInfo(dialog.getOutputPath()).absolutePath();
+    emit signalExportVideo(dialog.getOutputPath(), dir, dialog.getStartTime(), dialog.getEndTime());
 }
 
 void MainWidget::slotCutRecording() {
@@ -540,6 +562,11 @@ void MainWidget::slotCutRecording() {
         emit signalShowLeftBottomTips(tr("Please open a raw file first."), QvMessageWarning, QString());
         return;
     }
+    QvCutRawFile dialog(this);
+    if (!prepareRangeDialog(dialog, m_settings->outputRawFilePath, QStringLiteral(".raw")))
+        return;
+    const QString dir = QFileInfo(dialog.getOutputPath()).absolutePath();
+    emit signalCutRawFile(dialog.getOutputPath(), dir, dialog.getStartTime(), dialog.getEndTime());
 }
 
 void MainWidget::slotShowLeftBottomTips(const QString& tips, QvMessageType type, const QString& file_path) {

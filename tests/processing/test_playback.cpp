@@ -3,6 +3,8 @@
 
 #include "testrecording.h"
 
+#include "quorvel/DvsFileReader.h"
+
 #include <QTemporaryDir>
 #include <QtTest/QtTest>
 
@@ -237,6 +239,44 @@ private slots:
         QCOMPARE(proc->currentPosition(), kStart);
         QTRY_COMPARE(obs->positions.last(), quint64(kStart));
         QTRY_COMPARE(obs->playStatus.last(), false);
+    }
+
+    void cutWritesExactlyTheRangeAndSaysSoTwice() {
+        QList<QPair<QString, QString>> tips;
+        connect(proc.get(), &QvEventProcessor::signalShowLeftBottomTips, this,
+                [&](QString t, QvMessageType, QString path) { tips.append({t, path}); }, Qt::QueuedConnection);
+        const QString out = dir.path() + "/cut.raw";
+        proc->slotCutRawFile(out, dir.path(), 200'000, 250'000);
+        proc->waitForJobs();
+        QTRY_COMPARE(tips.size(), 2);
+        QCOMPARE(tips[0].first, QStringLiteral("Export raw file success!"));
+        QCOMPARE(tips[1].first, QStringLiteral("Export video success!")); // established behaviour
+        QCOMPARE(tips[0].second, dir.path());
+        auto cut = quorvel::DvsFileReader::createFileReader(out.toStdString());
+        QVERIFY(cut);
+        auto events = cut->getEventsInRange(0, ~0ull >> 1);
+        QVERIFY(events);
+        QCOMPARE(events->size(), size_t(51)); // 200000 .. 250000 inclusive, one per ms
+        QCOMPARE(events->front(), qvtest::TestRecording::event(190));
+        QCOMPARE(events->back(), qvtest::TestRecording::event(240));
+
+        // A cut that cannot be written shows nothing at all and leaves nothing behind.
+        tips.clear();
+        proc->slotCutRawFile(dir.path() + "/no/such/folder/x.raw", dir.path(), 200'000, 250'000);
+        proc->waitForJobs();
+        QTest::qWait(100);
+        QVERIFY(tips.isEmpty());
+        QVERIFY(!QFile::exists(dir.path() + "/no/such/folder/x.raw"));
+    }
+
+    void jobsNeedAFile() {
+        QvEventProcessor empty;
+        QSignalSpy busy(&empty, &QvEventProcessor::signalLoadingStatus);
+        empty.slotCutRawFile(dir.path() + "/never.raw", dir.path(), 0, 1000);
+        empty.slotExportVideo(dir.path() + "/never.mp4", dir.path(), 0, 1000);
+        empty.waitForJobs();
+        QCOMPARE(busy.count(), 0);
+        QVERIFY(!QFile::exists(dir.path() + "/never.raw"));
     }
 
     void closingTheFileStopsEverything() {

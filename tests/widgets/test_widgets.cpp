@@ -1,4 +1,5 @@
 #include "framelesshelper.h"
+#include "framelesswindow.h"
 #include "qvfilepathreminderform.h"
 #include "qvmessagebox.h"
 #include "qvtestenv.h"
@@ -180,6 +181,23 @@ private slots:
         const QRect fixedGeometry = f.window.geometry();
         f.drag(QPoint(1, 150), QPoint(-20, 0));
         QCOMPARE(f.window.geometry(), fixedGeometry);
+    }
+
+    void framelessMainWindowHasAWorkingBar() {
+        FramelessWindow win;
+        win.setWindowTitle("Session");
+        win.resize(500, 400);
+        win.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&win));
+        QCOMPARE(win.windowBar()->height(), FramelessWindow::kBarHeight);
+        QVERIFY(win.windowFlags() & Qt::FramelessWindowHint);
+        QCOMPARE(win.windowBar()->findChildren<QLabel*>().last()->text(), QStringLiteral("Session"));
+        child<QPushButton>(win.windowBar(), "pb_win_max")->click();
+        QTRY_VERIFY(win.isMaximized());
+        child<QPushButton>(win.windowBar(), "pb_win_max")->click();
+        QTRY_VERIFY(!win.isMaximized());
+        child<QPushButton>(win.windowBar(), "pb_win_close")->click();
+        QTRY_VERIFY(!win.isVisible());
     }
 };
 
