@@ -39,6 +39,17 @@ int inkPixels(const QImage& img, QWidget* root, QWidget* child, QRgb background)
     return ink;
 }
 
+QImage showAndGrab(QWidget& w, const QString& name) {
+    w.resize(1440, 900);
+    w.show();
+    if (!QTest::qWaitForWindowExposed(&w))
+        return {};
+    QTest::qWait(300);
+    const QImage img = grab(&w);
+    keep(img, name);
+    return img;
+}
+
 } // namespace
 
 class ScreenshotTest : public QObject {
@@ -62,12 +73,7 @@ private slots:
     void mainWindowInEnglish() {
         loadLanguage("en");
         MainWidget w;
-        w.resize(1440, 900);
-        w.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
-        QTest::qWait(300);
-        const QImage img = grab(&w);
-        keep(img, "main-en.png");
+        const QImage img = showAndGrab(w, "main-en.png");
         const MainWidgetForm& f = w.form();
         const QPoint title = f.widget_title_space->mapTo(&w, QPoint(5, 5));
         QCOMPARE(img.pixel(title), qRgb(0xFA, 0xFA, 0xFA));
@@ -79,12 +85,7 @@ private slots:
     void mainWindowInChinese() {
         QVERIFY(loadLanguage("zh"));
         MainWidget w;
-        w.resize(1440, 900);
-        w.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
-        QTest::qWait(300);
-        const QImage img = grab(&w);
-        keep(img, "main-zh.png");
+        const QImage img = showAndGrab(w, "main-zh.png");
         QCOMPARE(w.form().pb_menu_file->text(), QStringLiteral("文件"));
         // A missing glyph draws as an outlined box: few pixels. Two real hanzi at 14 px draw far
         // more ink than two empty boxes would.
