@@ -136,8 +136,9 @@ void QvEventProcessor::loadSequence() {
     emit signalRealTimeTimeStamp(start);
     emit signalLocalTime(localTimeText(m_current));
     emit signalPlayStatus(true);
-    emit signalLoadingStatus(false);
+    // Cleared before the last signal, so that whoever reacts to it finds the file ready.
     m_loading = false;
+    emit signalLoadingStatus(false);
     qDebug() << "Load raw file success.";
 }
 
