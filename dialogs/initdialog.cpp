@@ -38,6 +38,7 @@ void InitDialog::on_btn_close_clicked() {
 
 void InitDialog::setupUi() {
     setObjectName(QStringLiteral("InitDialog"));
+    setWindowTitle(QStringLiteral("QuorvelView"));
     resize(620, 380);
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(20, 20, 20, 20); // room for the shadow
