@@ -155,13 +155,6 @@ private slots:
         QCOMPARE(proc->currentPosition(), kStart);
     }
 
-    void fpsSetsTheFileTimePerFrame() {
-        proc->setFps(33);
-        QCOMPARE(proc->timeInterval(), uint64_t(30303));
-        proc->setFps(1000);
-        QCOMPARE(proc->timeInterval(), uint64_t(1000));
-    }
-
     void seekShowsTheFrameAtThePosition() {
         proc->setPlayPos(500'000);
         waitFrames(1);
@@ -204,41 +197,6 @@ private slots:
         // Playing again after the end works (the finished play thread is reaped).
         proc->slotPlaybackCtrl(true);
         QTRY_VERIFY_WITH_TIMEOUT(obs->playStatus.size() >= 2, 5000);
-    }
-
-    void loopRestartsAtTheRangeStart() {
-        proc->setFps(30);
-        proc->slotSetLowerTimeStamp(900'000);
-        proc->slotSetUpperTimeStamp(kEnd);
-        proc->setPlayPos(900'000);
-        proc->slotPlayLoop(true);
-        obs->positions.clear();
-        proc->slotPlaybackCtrl(true);
-        // 109 ms of file per pass: within a second the position must have wrapped at least once.
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                for (int i = 1; i < obs->positions.size(); ++i)
-                    if (obs->positions[i] < obs->positions[i - 1])
-                        return true;
-                return false;
-            }(),
-            3000);
-        QVERIFY(proc->isPlaying());
-        proc->slotPlaybackCtrl(false);
-        QVERIFY(!proc->isPlaying());
-        for (quint64 p : obs->positions)
-            QVERIFY(p >= 900'000 && p <= kEnd);
-    }
-
-    void resetReturnsToTheStartAndPauses() {
-        proc->setPlayPos(700'000);
-        proc->slotPlaybackCtrl(true);
-        QTest::qWait(80);
-        proc->slotPlaybackReset();
-        QVERIFY(!proc->isPlaying());
-        QCOMPARE(proc->currentPosition(), kStart);
-        QTRY_COMPARE(obs->positions.last(), quint64(kStart));
-        QTRY_COMPARE(obs->playStatus.last(), false);
     }
 
     void cutWritesExactlyTheRangeAndSaysSoTwice() {

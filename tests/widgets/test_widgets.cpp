@@ -96,13 +96,6 @@ private slots:
         QVERIFY(toast.windowFlags() & Qt::WindowStaysOnTopHint);
     }
 
-    void toastWithAFolderOffersToOpenIt() {
-        QvFilePathReminderForm toast("Saved", QvMessageSuccess, "/tmp");
-        toast.show();
-        QVERIFY(child<QPushButton>(&toast, "pb_open_dir")->isVisible());
-        QCOMPARE(toast.directory(), QStringLiteral("/tmp"));
-    }
-
     void toastDeletesItselfAfterFiveSecondsEvenWhenClosedEarly() {
         QPointer<QvFilePathReminderForm> open = new QvFilePathReminderForm("a", QvMessageSuccess, QString());
         QPointer<QvFilePathReminderForm> closed = new QvFilePathReminderForm("b", QvMessageError, QString());
