@@ -1,0 +1,102 @@
+#pragma once
+// Reads an event recording (`.raw` in EVT 2.0, 2.1 or 3.0, or `.dat`) for playback, cutting and
+// the command-line tools.
+//
+// Opening parses the header and starts building the seek index on a background thread (or loads
+// the index saved by an earlier run). Reads work at once: without the index, decoding runs forward
+// from the nearest known point. Operations that need the whole file (end time, trigger list, event
+// counts) wait for the index.
+//
+// Time semantics (all times are the sensor's own microseconds, never shifted to zero):
+// - getEventsInRange(start, duration) returns exactly the events with start <= t < start +
+//   duration, in file order (non-decreasing time); an empty vector for a quiet span inside the
+//   file; null when no event at or after `start` exists (past the end) or on a read error.
+// - seekTime(ts) sets the position for getNTimeEvents; false (position unchanged) when no event
+//   at or after ts exists.
+// - getNTimeEvents(duration) returns the events of [position, position + duration) and moves the
+//   position to the end of that span; null at the end of the file. The initial position is the
+//   first event.
+// - exportRawRange(start, end, path) writes the events with start <= t <= end (the end is
+//   included, like the player's range) and the triggers of that range to a new `.raw` file.
+//
+// Errors: createFileReader() returns null and lastCreateError() says why (missing file, not a
+// recording, no geometry, ...). Failing operations return false or null and lastError() says why.
+// getTriggerList() throws std::runtime_error when the recording holds no trigger record.
+// Thread rules: one thread at a time uses a reader (the player's lock), except exportRawRange,
+// which reads through its own cursor and may run beside other calls. The index thread is owned by
+// the reader and joined by its destructor.
+
+#include "quorvel/DvsFileInfo.h"
+#include "quorvel/Event2D.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+/// Counts of a whole recording (from the index).
+struct DvsFileStats {
+    uint64_t events = 0;
+    uint64_t onEvents = 0;
+    uint64_t triggers = 0;
+    uint64_t firstTimestamp = 0;
+    uint64_t lastTimestamp = 0;
+    uint64_t invalidEvents = 0; ///< outside the sensor geometry, dropped
+    uint64_t reservedWords = 0; ///< unknown word types, skipped
+    uint64_t trailingBytes = 0; ///< a partial word at the end (truncated file)
+    uint64_t timeBackwards = 0; ///< times the stream clock stepped back (events clamped)
+    /// Decoding errors a user should know about: invalid events, reserved words, truncation.
+    uint64_t errors() const { return invalidEvents + reservedWords + (trailingBytes ? 1 : 0); }
+};
+
+class DvsFileReader {
+public:
+    struct Options {
+        /// Build the index on a background thread right away (otherwise on first need).
+        bool backgroundIndex = true;
+        /// Use and save the index file beside the recording or in the cache folder.
+        bool persistIndex = true;
+    };
+
+    static std::unique_ptr<DvsFileReader> createFileReader(std::string path);
+    static std::unique_ptr<DvsFileReader> createFileReader(std::string path, const Options& options);
+    /// Why the last createFileReader() on this thread returned null.
+    static std::string lastCreateError();
+
+    virtual ~DvsFileReader() = default;
+
+    virtual bool prepareFile() = 0;
+    virtual bool getStartTimestamp(uint64_t& timestampUs) = 0;
+    virtual bool getEndTimestamp(uint64_t& timestampUs) = 0;
+    virtual bool seekTime(uint64_t timestampUs) = 0;
+    virtual std::shared_ptr<std::vector<Event2D>> getNTimeEvents(uint64_t durationUs) = 0;
+    virtual std::shared_ptr<std::vector<Event2D>> getEventsInRange(uint64_t startUs, uint64_t durationUs) = 0;
+    virtual bool exportRawRange(uint64_t startUs, uint64_t endUs, std::string path) = 0;
+    /// Rendering a range to video arrives with the video work; until then this returns false.
+    virtual bool exportVideoRange(uint64_t startUs, uint64_t endUs, std::string path) = 0;
+    virtual bool getFileInfo(DvsFileInfo& info) = 0;
+    virtual std::vector<EventTriggerIn> getTriggerList() = 0;
+
+    // Beyond what the player uses: the CLI, recording and later work.
+    virtual std::string lastError() const = 0;
+    virtual uint16_t getWidth() const = 0;
+    virtual uint16_t getHeight() const = 0;
+    /// "EVT2", "EVT21", "EVT3" or "DAT".
+    virtual std::string formatName() const = 0;
+    virtual std::string serialNumber() const = 0;
+    /// The header `date` as written ("YYYY-MM-DD HH:MM:SS"), "" when absent.
+    virtual std::string headerDate() const = 0;
+    /// Waits for the index, then fills the whole-file counts. False when the index failed.
+    virtual bool getFileStats(DvsFileStats& stats) = 0;
+    /// Share of the payload indexed so far, 0 .. 1.
+    virtual double indexProgress() const = 0;
+    virtual bool isIndexReady() const = 0;
+    /// Blocks until the index is complete (starting it if needed); false when it failed.
+    virtual bool waitForIndex() = 0;
+    /// Where the index was loaded from or saved to, "" if it lives only in memory.
+    virtual std::string indexPath() const = 0;
+};
+
+} // namespace quorvel

@@ -1,0 +1,96 @@
+#pragma once
+// Streams events and triggers into a new `.raw` recording (EVT 3.0 by default, EVT 2.0 on
+// request). A camera feeds it batches as they arrive; the encoded words are buffered up to about
+// a megabyte and then written, so memory stays bounded by the largest batch whatever the rate.
+//
+// The header (evt, format, geometry, date, serial_number, our integrator and plugin names,
+// `% end`) is written with the first data, because the EVT 3.0 time base it declares depends on
+// the first timestamp.
+//
+// With Options::atomic the data goes to a temporary name beside the target and is renamed over it
+// only by a successful close(), so a failed or abandoned write never leaves a half-written file
+// under the target name.
+//
+// Errors: every operation returns false once anything failed (cannot create, disk full, ...);
+// lastError() says what. Events outside the geometry are dropped and counted; times going back
+// are clamped and counted (see EventEncoder).
+// Thread rules: one thread at a time.
+
+#include "quorvel/Event2D.h"
+#include "quorvel/raw/EventEncoder.h"
+#include "quorvel/raw/RawHeader.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace quorvel {
+
+class RawFileWriter {
+public:
+    struct Options {
+        uint32_t width = 0;
+        uint32_t height = 0;
+        RawEncoding encoding = RawEncoding::Evt3;
+        std::string serial;
+        /// Wall-clock start of the recording, written as the local `date`.
+        std::chrono::system_clock::time_point startTime = std::chrono::system_clock::now();
+        std::vector<std::pair<std::string, std::string>> extraHeader;
+        bool atomic = false;
+    };
+
+    RawFileWriter();
+    ~RawFileWriter();
+    RawFileWriter(const RawFileWriter&) = delete;
+    RawFileWriter& operator=(const RawFileWriter&) = delete;
+
+    bool open(const std::string& path, const Options& options);
+    /// Events and triggers, each non-decreasing in time, merged into the stream by time.
+    bool write(const Event2D* evBegin, const Event2D* evEnd, const EventTriggerIn* trBegin = nullptr,
+               const EventTriggerIn* trEnd = nullptr);
+    bool write(const std::vector<Event2D>& events, const std::vector<EventTriggerIn>& triggers = {}) {
+        return write(events.data(), events.data() + events.size(), triggers.data(),
+                     triggers.data() + triggers.size());
+    }
+    /// Flushes, closes and (atomic mode) renames into place.
+    bool close();
+    /// Stops writing and removes what was written (the temporary file in atomic mode, else the file).
+    void abort();
+    bool isOpen() const { return m_fd >= 0; }
+
+    const std::string& lastError() const { return m_error; }
+    uint64_t eventsWritten() const;
+    uint64_t triggersWritten() const;
+    uint64_t clampedCount() const;
+    uint64_t droppedOutOfGeometry() const { return m_dropped; }
+    uint64_t bytesWritten() const { return m_bytes; }
+
+    // For cuts, which splice copied payload between encoded words.
+    /// Writes the header declaring `timeBaseUs` and starts the encoder, if not done yet.
+    bool beginStream(uint64_t timeBaseUs);
+    EventEncoder& encoder() { return *m_encoder; }
+    /// Writes what the encoder holds.
+    bool flushEncoder();
+    /// Appends payload bytes as they are (the encoder's buffer is flushed first).
+    bool writePayload(const uint8_t* data, size_t size);
+
+private:
+    bool writeAll(const uint8_t* data, size_t size);
+    bool fail(const std::string& what);
+
+    int m_fd = -1;
+    std::string m_path, m_writePath;
+    Options m_options;
+    std::unique_ptr<EventEncoder> m_encoder;
+    bool m_headerWritten = false;
+    bool m_failed = false;
+    uint64_t m_dropped = 0;
+    uint64_t m_bytes = 0;
+    std::vector<Event2D> m_filtered;
+    std::string m_error;
+};
+
+} // namespace quorvel

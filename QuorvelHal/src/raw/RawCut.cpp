@@ -1,0 +1,255 @@
+#include "quorvel/raw/RawCut.h"
+
+#include "quorvel/raw/RawFileWriter.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
+
+namespace quorvel {
+
+namespace {
+
+// Steps a cursor one word at a time, which the boundary searches need to see the decoder state
+// before every word. They only cover about one index interval, so the per-word cost is small.
+struct WordStepper {
+    explicit WordStepper(RawStreamCursor& c) : cur(c) {}
+    RawStreamCursor& cur;
+    std::vector<Event2D> out = std::vector<Event2D>(64);
+    std::vector<EventTriggerIn> triggers;
+    size_t produced = 0;
+
+    // Returns false at the end of the payload.
+    bool step() {
+        size_t avail = 0;
+        const uint8_t* p = cur.peek(avail);
+        if (!p)
+            return false;
+        const DecodeResult r = cur.decoder().decode(p, cur.decoder().wordSize(), out.data(), out.size(), triggers);
+        cur.consume(r.bytesConsumed);
+        produced = r.eventsWritten;
+        return r.bytesConsumed > 0;
+    }
+    const uint8_t* peekWord() {
+        size_t avail = 0;
+        return cur.peek(avail);
+    }
+};
+
+// A TIME_HIGH word at which a copy may start: after it the decoder runs on the stream's own time
+// (no clamping pending), so a new stream brought into the state before it decodes the same.
+bool cleanSplice(RawEncoding enc, const DecoderState& before, const DecoderState& after) {
+    if (after.floor != after.rawTime || before.floor > after.rawTime || !before.started)
+        return false;
+    if (enc == RawEncoding::Evt3)
+        return (before.floor >> 12) <= (before.timeBase >> 12) + before.lastHigh;
+    return true;
+}
+
+uint64_t syncTime(RawEncoding enc, const DecoderState& s) {
+    return enc == RawEncoding::Evt3 ? s.timeBase + (uint64_t{s.lastHigh} << 12) : s.rawTime;
+}
+
+bool copyRange(const RawFile& src, uint64_t from, uint64_t to, RawFileWriter& writer, std::string& error) {
+    std::vector<uint8_t> buf(std::min<uint64_t>(to - from, 8u << 20));
+    while (from < to) {
+        const size_t n = static_cast<size_t>(std::min<uint64_t>(buf.size(), to - from));
+        const long got = src.readAt(from, buf.data(), n);
+        if (got != static_cast<long>(n)) {
+            error = std::string("read error while cutting: ") + (got < 0 ? std::strerror(errno) : "file shrank");
+            return false;
+        }
+        if (!writer.writePayload(buf.data(), n)) {
+            error = writer.lastError();
+            return false;
+        }
+        from += n;
+    }
+    return true;
+}
+
+} // namespace
+
+bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<RawIndexEntry>& entries,
+                uint64_t A, uint64_t B, const std::string& outPath,
+                std::chrono::system_clock::time_point sourceStart, uint64_t firstEventTs, RawCutResult& result,
+                std::string& error) {
+    result = {};
+    if (A > B) {
+        error = "empty range: start " + std::to_string(A) + " is after end " + std::to_string(B);
+        return false;
+    }
+    if (entries.empty()) {
+        error = "internal error: no index entry";
+        return false;
+    }
+    const RawHeader& hdr = file->header();
+    const RawEncoding enc = hdr.encoding;
+    const bool copyable = enc == RawEncoding::Evt3 || enc == RawEncoding::Evt2;
+    const uint64_t afterB = B == UINT64_MAX ? B : B + 1;
+
+    RawStreamCursor cur(file, 1u << 20);
+    uint32_t width = hdr.width, height = hdr.height;
+    if (width == 0 || height == 0) {
+        // A DAT file without geometry: size the output to the events of the range.
+        const RawIndexEntry& e = RawIndex::entryFor(entries, A);
+        cur.seek(e.offset, e.state);
+        std::vector<Event2D> evs(1 << 16);
+        std::vector<EventTriggerIn> tr;
+        uint32_t mx = 0, my = 0;
+        while (!cur.atEnd() && cur.state().floor <= B) {
+            const size_t n = cur.next(evs.data(), evs.size(), tr);
+            for (size_t i = 0; i < n; ++i)
+                if (evs[i].timestamp >= A && evs[i].timestamp <= B) {
+                    mx = std::max<uint32_t>(mx, evs[i].x);
+                    my = std::max<uint32_t>(my, evs[i].y);
+                }
+        }
+        width = std::min<uint32_t>(mx + 1, 2048);
+        height = std::min<uint32_t>(my + 1, 2048);
+    }
+
+    RawFileWriter writer;
+    RawFileWriter::Options opt;
+    opt.width = width;
+    opt.height = height;
+    opt.encoding = copyable ? enc : RawEncoding::Evt3;
+    opt.serial = hdr.serial();
+    opt.atomic = true;
+    opt.startTime = sourceStart;
+    if (A > firstEventTs)
+        opt.startTime += std::chrono::microseconds(A - firstEventTs);
+    result.outputEncoding = opt.encoding;
+    if (!writer.open(outPath, opt)) {
+        error = writer.lastError();
+        return false;
+    }
+    const auto failWith = [&](const std::string& why) {
+        error = why;
+        writer.abort();
+        return false;
+    };
+
+    const RawIndexEntry& eA = RawIndex::entryFor(entries, A);
+    cur.seek(eA.offset, eA.state);
+
+    if (!copyable) {
+        std::vector<Event2D> evs(1 << 16), keep;
+        std::vector<EventTriggerIn> tr, keepTr;
+        while (!cur.atEnd() && cur.state().floor <= B) {
+            tr.clear();
+            const size_t n = cur.next(evs.data(), evs.size(), tr);
+            keep.clear();
+            keepTr.clear();
+            for (size_t i = 0; i < n; ++i)
+                if (evs[i].timestamp >= A && evs[i].timestamp <= B)
+                    keep.push_back(evs[i]);
+            for (const auto& t : tr)
+                if (t.timestamp >= A && t.timestamp <= B)
+                    keepTr.push_back(t);
+            if (!writer.write(keep, keepTr))
+                return failWith(writer.lastError());
+        }
+        if (cur.readFailed())
+            return failWith(cur.errorText());
+        result.events = writer.eventsWritten();
+        if (!writer.close())
+            return failWith(writer.lastError());
+        return true;
+    }
+
+    // 1. Re-encode from the index entry up to the first clean TIME_HIGH at or after A.
+    WordStepper ws(cur);
+    std::vector<Event2D> prefix;
+    std::vector<EventTriggerIn> prefixTr;
+    bool haveX = false;
+    uint64_t X = 0;
+    DecoderState beforeX;
+    for (;;) {
+        const uint8_t* w = ws.peekWord();
+        if (!w)
+            break;
+        const uint64_t off = cur.offset();
+        const DecoderState before = cur.state();
+        const bool isHigh = cur.decoder().isTimeHighWord(w);
+        ws.triggers.clear();
+        if (!ws.step())
+            break;
+        if (isHigh && cur.state().rawTime >= A && cleanSplice(enc, before, cur.state())) {
+            if (cur.state().rawTime > B)
+                break; // the range ends before any clean splice point: all of it is in the prefix
+            haveX = true;
+            X = off;
+            beforeX = before;
+            break;
+        }
+        for (size_t i = 0; i < ws.produced; ++i)
+            if (ws.out[i].timestamp >= A && ws.out[i].timestamp <= B)
+                prefix.push_back(ws.out[i]);
+        for (const auto& t : ws.triggers)
+            if (t.timestamp >= A && t.timestamp <= B)
+                prefixTr.push_back(t);
+        if (cur.state().floor > B)
+            break;
+    }
+    if (cur.readFailed())
+        return failWith(cur.errorText());
+
+    // 2. The end of the copy: the first word after which time is past B.
+    uint64_t Y = X;
+    if (haveX) {
+        const RawIndexEntry& eB = RawIndex::entryFor(entries, afterB);
+        if (eB.offset > cur.offset())
+            cur.seek(eB.offset, eB.state);
+        for (;;) {
+            const uint64_t off = cur.offset();
+            if (!ws.step()) {
+                Y = cur.atEnd() && !cur.readFailed() ? file->payloadEnd() : off;
+                break;
+            }
+            if (cur.state().floor > B) {
+                Y = off;
+                break;
+            }
+        }
+        if (cur.readFailed())
+            return failWith(cur.errorText());
+    }
+
+    // 3. Write: header, re-encoded prefix, state words, copied payload.
+    EventEncoder& encoder = writer.encoder();
+    uint64_t firstTime = haveX ? syncTime(enc, beforeX) : UINT64_MAX;
+    if (!prefix.empty())
+        firstTime = std::min(firstTime, prefix.front().timestamp);
+    if (!prefixTr.empty())
+        firstTime = std::min(firstTime, prefixTr.front().timestamp);
+    if (firstTime == UINT64_MAX)
+        firstTime = A;
+    if (!writer.beginStream(encoder.timeBaseFor(firstTime)))
+        return failWith(writer.lastError());
+    if (!writer.write(prefix, prefixTr))
+        return failWith(writer.lastError());
+    if (haveX) {
+        encoder.syncTo(beforeX);
+        if (!copyRange(*file, X, Y, writer, error))
+            return failWith(error);
+        result.copiedBytes = Y - X;
+    }
+    if (!writer.close())
+        return failWith(writer.lastError());
+
+    // Count what the copied payload holds (the index tells us how many events lie before each
+    // entry, but not exactly at X and Y, so count the copy itself: it is cheap).
+    result.events = writer.eventsWritten();
+    if (haveX && Y > X) {
+        RawStreamCursor counter(file, 4u << 20);
+        counter.seek(X, beforeX);
+        std::vector<EventTriggerIn> tr;
+        counter.countUntil(Y, tr);
+        result.events += counter.decoder().stats().events;
+    }
+    return true;
+}
+
+} // namespace quorvel

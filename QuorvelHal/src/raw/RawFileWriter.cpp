@@ -1,0 +1,173 @@
+#include "quorvel/raw/RawFileWriter.h"
+
+#include "quorvel/TimeUtils.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <random>
+#include <unistd.h>
+
+namespace quorvel {
+
+namespace {
+constexpr size_t kFlushBytes = 1u << 20;
+
+std::string tempNameFor(const std::string& path) {
+    std::random_device rd;
+    char suffix[32];
+    std::snprintf(suffix, sizeof suffix, ".%08x.part", static_cast<unsigned>(rd()));
+    return path + suffix;
+}
+} // namespace
+
+RawFileWriter::RawFileWriter() = default;
+
+RawFileWriter::~RawFileWriter() {
+    if (m_fd >= 0) {
+        if (m_options.atomic)
+            abort();
+        else
+            close();
+    }
+}
+
+bool RawFileWriter::fail(const std::string& what) {
+    m_failed = true;
+    m_error = what;
+    return false;
+}
+
+bool RawFileWriter::open(const std::string& path, const Options& options) {
+    if (m_fd >= 0)
+        close();
+    m_failed = false;
+    m_error.clear();
+    m_headerWritten = false;
+    m_dropped = 0;
+    m_bytes = 0;
+    m_options = options;
+    if (options.width == 0 || options.height == 0 || options.width > 2048 || options.height > 2048)
+        return fail("invalid sensor geometry " + std::to_string(options.width) + "x" + std::to_string(options.height));
+    m_encoder = EventEncoder::create(options.encoding, options.width, options.height);
+    if (!m_encoder)
+        return fail(std::string("cannot write the ") + rawEncodingName(options.encoding) + " format");
+    m_path = path;
+    m_writePath = options.atomic ? tempNameFor(path) : path;
+    m_fd = ::open(m_writePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (m_fd < 0)
+        return fail("cannot create '" + m_writePath + "': " + std::strerror(errno));
+    return true;
+}
+
+bool RawFileWriter::writeAll(const uint8_t* data, size_t size) {
+    while (size > 0) {
+        const ssize_t n = ::write(m_fd, data, size);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return fail("cannot write '" + m_writePath + "': " + std::strerror(n < 0 ? errno : ENOSPC));
+        data += n;
+        size -= static_cast<size_t>(n);
+        m_bytes += static_cast<uint64_t>(n);
+    }
+    return true;
+}
+
+bool RawFileWriter::beginStream(uint64_t timeBaseUs) {
+    if (m_failed || m_fd < 0)
+        return false;
+    if (m_headerWritten)
+        return true;
+    const std::string header =
+        makeRawHeaderText(m_options.encoding, m_options.width, m_options.height, m_options.serial,
+                          formatLocalDateTime(m_options.startTime), timeBaseUs, m_options.extraHeader);
+    m_headerWritten = true;
+    m_encoder->begin(timeBaseUs);
+    return writeAll(reinterpret_cast<const uint8_t*>(header.data()), header.size());
+}
+
+bool RawFileWriter::flushEncoder() {
+    if (m_failed)
+        return false;
+    if (m_encoder->size() == 0)
+        return true;
+    const bool ok = writeAll(m_encoder->data(), m_encoder->size());
+    m_encoder->clearBuffer();
+    return ok;
+}
+
+bool RawFileWriter::writePayload(const uint8_t* data, size_t size) {
+    if (!flushEncoder())
+        return false;
+    return writeAll(data, size);
+}
+
+bool RawFileWriter::write(const Event2D* eb, const Event2D* ee, const EventTriggerIn* tb, const EventTriggerIn* te) {
+    if (m_failed || m_fd < 0)
+        return m_fd < 0 ? fail("writer is not open") : false;
+    if (eb == ee && tb == te)
+        return true;
+    if (!m_headerWritten) {
+        uint64_t first = eb != ee ? eb->timestamp : tb->timestamp;
+        if (tb != te && tb->timestamp < first)
+            first = tb->timestamp;
+        if (!beginStream(m_encoder->timeBaseFor(first)))
+            return false;
+    }
+    // The decoder drops events outside the geometry; drop them here too so what is written reads
+    // back exactly.
+    const uint32_t W = m_options.width, H = m_options.height;
+    const Event2D* bad = eb;
+    while (bad != ee && bad->x < W && bad->y < H)
+        ++bad;
+    if (bad != ee) {
+        m_filtered.assign(eb, bad);
+        for (const Event2D* e = bad; e != ee; ++e) {
+            if (e->x < W && e->y < H)
+                m_filtered.push_back(*e);
+            else
+                ++m_dropped;
+        }
+        eb = m_filtered.data();
+        ee = eb + m_filtered.size();
+    }
+    m_encoder->encode(eb, ee, tb, te);
+    if (m_encoder->size() >= kFlushBytes)
+        return flushEncoder();
+    return true;
+}
+
+bool RawFileWriter::close() {
+    if (m_fd < 0)
+        return !m_failed;
+    bool ok = !m_failed;
+    if (ok && !m_headerWritten)
+        ok = beginStream(0);
+    if (ok)
+        ok = flushEncoder();
+    if (::close(m_fd) != 0 && ok)
+        ok = fail("cannot close '" + m_writePath + "': " + std::strerror(errno));
+    m_fd = -1;
+    if (m_options.atomic) {
+        if (ok && ::rename(m_writePath.c_str(), m_path.c_str()) != 0)
+            ok = fail("cannot rename into '" + m_path + "': " + std::strerror(errno));
+        if (!ok)
+            ::unlink(m_writePath.c_str());
+    }
+    return ok;
+}
+
+void RawFileWriter::abort() {
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+        ::unlink(m_writePath.c_str());
+    }
+}
+
+uint64_t RawFileWriter::eventsWritten() const { return m_encoder ? m_encoder->eventsEncoded() : 0; }
+uint64_t RawFileWriter::triggersWritten() const { return m_encoder ? m_encoder->triggersEncoded() : 0; }
+uint64_t RawFileWriter::clampedCount() const { return m_encoder ? m_encoder->clampedCount() : 0; }
+
+} // namespace quorvel

@@ -1,0 +1,307 @@
+#include "quorvel/DvsFileReader.h"
+#include "quorvel/raw/RawFileWriter.h"
+#include "quorvel/raw/RawHeader.h"
+#include "quorvel/raw/RawIndex.h"
+
+#include "SyntheticStream.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+
+using namespace quorvel;
+using namespace quorvel::test;
+
+namespace {
+
+struct Recording {
+    std::vector<Event2D> events;
+    std::vector<EventTriggerIn> triggers;
+};
+
+Recording writeRecording(const std::string& path, StreamParams p) {
+    Recording r;
+    RawFileWriter w;
+    RawFileWriter::Options o;
+    o.width = p.width;
+    o.height = p.height;
+    o.serial = "SN42";
+    EXPECT_TRUE(w.open(path, o)) << w.lastError();
+    generateStream(p, 20000, [&](const std::vector<Event2D>& e, const std::vector<EventTriggerIn>& t) {
+        EXPECT_TRUE(w.write(e, t));
+        r.events.insert(r.events.end(), e.begin(), e.end());
+        r.triggers.insert(r.triggers.end(), t.begin(), t.end());
+    });
+    EXPECT_TRUE(w.close()) << w.lastError();
+    return r;
+}
+
+// About a million events a second in dense periods: enough for vectors and many index entries.
+StreamParams smallParams(uint64_t durationUs) {
+    StreamParams p;
+    p.durationUs = durationUs;
+    p.denseRate = 1e6;
+    p.sparseRate = 20e3;
+    return p;
+}
+
+std::vector<Event2D> expectedRange(const std::vector<Event2D>& all, uint64_t s, uint64_t e) {
+    std::vector<Event2D> r;
+    for (const auto& ev : all)
+        if (ev.timestamp >= s && ev.timestamp < e)
+            r.push_back(ev);
+    return r;
+}
+
+// Each test gets its own cache folder so no index leaks between runs.
+class FileReaderTest : public ::testing::Test {
+protected:
+    void SetUp() override { setenv("XDG_CACHE_HOME", cache.path.c_str(), 1); }
+    void TearDown() override { unsetenv("XDG_CACHE_HOME"); }
+    TempDir cache;
+    TempDir dir;
+};
+
+} // namespace
+
+TEST_F(FileReaderTest, RefusesWhatIsNotARecordingAndSaysWhy) {
+    EXPECT_FALSE(DvsFileReader::createFileReader(dir.file("missing.raw")));
+    EXPECT_NE(DvsFileReader::lastCreateError().find("cannot open"), std::string::npos);
+    writeFile(dir.file("empty.raw"), "");
+    EXPECT_FALSE(DvsFileReader::createFileReader(dir.file("empty.raw")));
+    EXPECT_NE(DvsFileReader::lastCreateError().find("empty"), std::string::npos);
+    writeFile(dir.file("noise.raw"), std::string("\x13\x37\xff\x00garbage", 11));
+    EXPECT_FALSE(DvsFileReader::createFileReader(dir.file("noise.raw")));
+    writeFile(dir.file("nogeo.raw"), "% evt 3.0\n% end\n\x01\x80");
+    EXPECT_FALSE(DvsFileReader::createFileReader(dir.file("nogeo.raw")));
+    EXPECT_NE(DvsFileReader::lastCreateError().find("geometry"), std::string::npos);
+    EXPECT_FALSE(DvsFileReader::createFileReader(dir.path));
+}
+
+// The player's contract: exact half-open windows anywhere, in any order, with or without an index.
+TEST_F(FileReaderTest, RangeReadsAreExactWithAndWithoutIndex) {
+    const std::string path = dir.file("rec.raw");
+    StreamParams p;
+    p.width = 640;
+    p.height = 480;
+    p.durationUs = 3'000'000;
+    p.denseRate = 1e6;
+    p.sparseRate = 20e3;
+    p.periodUs = 300'000;
+    p.gapAtUs = 1'500'000;
+    p.gapUs = 400'000;
+    const Recording rec = writeRecording(path, p);
+    const uint64_t first = rec.events.front().timestamp, last = rec.events.back().timestamp;
+
+    for (bool indexed : {false, true}) {
+        SCOPED_TRACE(indexed ? "indexed" : "no index");
+        DvsFileReader::Options o;
+        o.backgroundIndex = indexed;
+        o.persistIndex = false;
+        auto r = DvsFileReader::createFileReader(path, o);
+        ASSERT_TRUE(r) << DvsFileReader::lastCreateError();
+        ASSERT_TRUE(r->prepareFile());
+        if (indexed)
+            ASSERT_TRUE(r->waitForIndex());
+        else
+            EXPECT_FALSE(r->isIndexReady());
+        uint64_t start = 0;
+        ASSERT_TRUE(r->getStartTimestamp(start));
+        EXPECT_EQ(start, first);
+
+        std::mt19937_64 rng(indexed ? 1 : 2);
+        for (int i = 0; i < 60; ++i) {
+            const uint64_t s = first - 1000 + rng() % (last - first + 2000);
+            const uint64_t d = 1 + rng() % 80'000;
+            auto got = r->getEventsInRange(s, d);
+            ASSERT_TRUE(got) << s << " " << r->lastError();
+            ASSERT_EQ(*got, expectedRange(rec.events, s, s + d)) << "window " << s << "+" << d;
+        }
+        // Player-like: overlapping frames moving forward, then one inside the silence.
+        for (uint64_t cur = first; cur < first + 500'000; cur += 30'303) {
+            auto got = r->getEventsInRange(cur, 33'333);
+            ASSERT_TRUE(got);
+            ASSERT_EQ(*got, expectedRange(rec.events, cur, cur + 33'333));
+        }
+        auto quiet = r->getEventsInRange(1'600'000, 50'000);
+        ASSERT_TRUE(quiet) << "a quiet span inside the file is empty, not the end";
+        EXPECT_TRUE(quiet->empty());
+        // The last event is included by a window ending one past it; beyond it there is nothing.
+        auto tail = r->getEventsInRange(last, 1);
+        ASSERT_TRUE(tail);
+        EXPECT_EQ(tail->back(), rec.events.back());
+        EXPECT_FALSE(r->getEventsInRange(last + 1, 1000));
+    }
+}
+
+TEST_F(FileReaderTest, SeekAndStepThroughTheWholeFile) {
+    const std::string path = dir.file("rec.raw");
+    StreamParams p = smallParams(1'000'000);
+    const Recording rec = writeRecording(path, p);
+    auto r = DvsFileReader::createFileReader(path);
+    ASSERT_TRUE(r);
+    uint64_t end = 0;
+    ASSERT_TRUE(r->getEndTimestamp(end));
+    EXPECT_EQ(end, rec.events.back().timestamp);
+
+    // getNTimeEvents starts at the first event and the frames add up to the whole recording.
+    std::vector<Event2D> all;
+    for (auto b = r->getNTimeEvents(7'777); b; b = r->getNTimeEvents(7'777))
+        all.insert(all.end(), b->begin(), b->end());
+    EXPECT_EQ(all, rec.events);
+
+    const uint64_t mid = rec.events[rec.events.size() / 2].timestamp;
+    ASSERT_TRUE(r->seekTime(mid));
+    auto b = r->getNTimeEvents(10'000);
+    ASSERT_TRUE(b);
+    EXPECT_EQ(*b, expectedRange(rec.events, mid, mid + 10'000));
+    ASSERT_TRUE(r->seekTime(0)); // before the first event is fine
+    EXPECT_FALSE(r->seekTime(end + 1));
+    EXPECT_FALSE(r->lastError().empty());
+    b = r->getNTimeEvents(rec.events.front().timestamp + 1);
+    ASSERT_TRUE(b) << "a failed seek leaves the position where it was";
+    EXPECT_EQ(b->front(), rec.events.front());
+}
+
+TEST_F(FileReaderTest, InfoTriggersAndCountsComeFromTheIndex) {
+    const std::string path = dir.file("rec.raw");
+    StreamParams p = smallParams(500'000);
+    const Recording rec = writeRecording(path, p);
+    {
+        auto r = DvsFileReader::createFileReader(path);
+        ASSERT_TRUE(r);
+        EXPECT_EQ(r->formatName(), "EVT3");
+        EXPECT_EQ(r->getWidth(), 1280);
+        EXPECT_EQ(r->serialNumber(), "SN42");
+        EXPECT_EQ(r->getTriggerList(), rec.triggers);
+        DvsFileStats s;
+        ASSERT_TRUE(r->getFileStats(s));
+        EXPECT_EQ(s.events, rec.events.size());
+        EXPECT_EQ(s.onEvents, static_cast<uint64_t>(std::count_if(rec.events.begin(), rec.events.end(),
+                                                                  [](const Event2D& e) { return e.polarity; })));
+        EXPECT_EQ(s.triggers, rec.triggers.size());
+        EXPECT_EQ(s.errors(), 0u);
+        DvsFileInfo info;
+        ASSERT_TRUE(r->getFileInfo(info));
+        EXPECT_EQ(info.firstTimestamp, rec.events.front().timestamp);
+        EXPECT_NE(info.text.find("EVT3 1280x720"), std::string::npos);
+        EXPECT_NE(info.startTime.time_since_epoch().count(), 0);
+        EXPECT_EQ(r->indexPath(), RawIndex::besidePath(path));
+        EXPECT_FALSE(r->exportVideoRange(0, 1, dir.file("v.mp4")));
+        EXPECT_FALSE(r->lastError().empty());
+    }
+    // A second open finds the saved index and is ready at once.
+    auto again = DvsFileReader::createFileReader(path);
+    EXPECT_TRUE(again->isIndexReady());
+
+    // A recording without trigger records makes getTriggerList throw, as the player expects.
+    p.triggerPeriodUs = 0;
+    writeRecording(dir.file("quiet.raw"), p);
+    auto q = DvsFileReader::createFileReader(dir.file("quiet.raw"));
+    EXPECT_THROW(q->getTriggerList(), std::runtime_error);
+}
+
+TEST_F(FileReaderTest, IndexGoesToTheCacheFolderWhenItCannotBeWrittenBeside) {
+    const std::string path = dir.file("rec.raw");
+    StreamParams p = smallParams(200'000);
+    writeRecording(path, p);
+    // Something that cannot be replaced sits where the index would go.
+    std::filesystem::create_directory(RawIndex::besidePath(path));
+    writeFile(RawIndex::besidePath(path) + "/x", "x");
+    auto r = DvsFileReader::createFileReader(path);
+    ASSERT_TRUE(r->waitForIndex());
+    EXPECT_EQ(r->indexPath(), RawIndex::cachePath(path));
+    EXPECT_EQ(r->indexPath().rfind(cache.path, 0), 0u);
+    EXPECT_TRUE(std::filesystem::exists(r->indexPath()));
+    auto again = DvsFileReader::createFileReader(path);
+    EXPECT_TRUE(again->isIndexReady());
+}
+
+TEST_F(FileReaderTest, DamagedRecordingsDecodeWhatTheyCanAndReportErrors) {
+    const std::string path = dir.file("rec.raw");
+    StreamParams p = smallParams(200'000);
+    p.width = 320;
+    p.height = 240;
+    const Recording rec = writeRecording(path, p);
+    std::string bytes = readFileBytes(path);
+    RawHeader h;
+    std::string err;
+    ASSERT_TRUE(readRawHeader(path, h, err));
+    // Truncate in the middle of a word and overwrite a stretch with noise.
+    bytes.resize(bytes.size() - 3001);
+    std::mt19937 rng(5);
+    for (size_t i = bytes.size() / 2; i < bytes.size() / 2 + 4000; ++i)
+        bytes[i] = static_cast<char>(rng());
+    writeFile(dir.file("bad.raw"), bytes);
+    auto r = DvsFileReader::createFileReader(dir.file("bad.raw"));
+    ASSERT_TRUE(r);
+    DvsFileStats s;
+    ASSERT_TRUE(r->getFileStats(s));
+    EXPECT_EQ(s.trailingBytes, 1u);
+    EXPECT_GT(s.errors(), 0u);
+    EXPECT_GT(s.events, rec.events.size() / 3);
+    uint64_t a = 0, b = 0;
+    ASSERT_TRUE(r->getStartTimestamp(a));
+    ASSERT_TRUE(r->getEndTimestamp(b));
+    auto all = r->getEventsInRange(a, b - a + 1);
+    ASSERT_TRUE(all);
+    EXPECT_EQ(all->size(), s.events);
+    EXPECT_EQ(all->front(), rec.events.front());
+    for (const auto& e : *all)
+        ASSERT_TRUE(e.x < 320 && e.y < 240);
+}
+
+TEST_F(FileReaderTest, ExportRawRangeThroughTheReader) {
+    const std::string path = dir.file("rec.raw");
+    StreamParams p = smallParams(1'000'000);
+    const Recording rec = writeRecording(path, p);
+    auto r = DvsFileReader::createFileReader(path);
+    const uint64_t a = rec.events.front().timestamp + 200'000, b = a + 400'000;
+    ASSERT_TRUE(r->exportRawRange(a, b, dir.file("cut.raw"))) << r->lastError();
+    auto c = DvsFileReader::createFileReader(dir.file("cut.raw"));
+    ASSERT_TRUE(c);
+    auto got = c->getEventsInRange(0, UINT64_MAX);
+    ASSERT_TRUE(got);
+    EXPECT_EQ(*got, expectedRange(rec.events, a, b + 1));
+    DvsFileInfo src, cut;
+    r->getFileInfo(src);
+    c->getFileInfo(cut);
+    // The local time of an event is the same in the cut as in the source (to the second).
+    const auto diff = std::chrono::duration_cast<std::chrono::seconds>(cut.localTimeAt(got->front().timestamp) -
+                                                                      src.localTimeAt(got->front().timestamp));
+    EXPECT_LE(std::abs(diff.count()), 1);
+    EXPECT_FALSE(r->exportRawRange(b, a, dir.file("bad.raw")));
+    EXPECT_FALSE(std::filesystem::exists(dir.file("bad.raw")));
+}
+
+TEST(FileReaderSamples, TimesAndDatesOfTheRealRecordings) {
+    const std::string dir = samplesDir();
+    if (dir.empty())
+        GTEST_SKIP() << "sample recordings not found (set QUORVEL_SAMPLES_DIR or put them in ../shared/samples)";
+    TempDir cache; // the samples folder is read-only: the index goes to the cache folder
+    setenv("XDG_CACHE_HOME", cache.path.c_str(), 1);
+    struct X {
+        const char* file;
+        uint64_t first, last, events;
+    } xs[] = {{"evt2_sample.raw", 1317888, 1367888, 539481},
+              {"evt3_test_pedestrians.raw", 5840504, 5885714, 5000},
+              {"ncars_sample.dat", 0, 99937, 4407}};
+    for (const auto& x : xs) {
+        SCOPED_TRACE(x.file);
+        auto r = DvsFileReader::createFileReader(dir + "/" + x.file);
+        ASSERT_TRUE(r) << DvsFileReader::lastCreateError();
+        uint64_t a = 0, b = 0;
+        ASSERT_TRUE(r->getStartTimestamp(a));
+        ASSERT_TRUE(r->getEndTimestamp(b));
+        EXPECT_EQ(a, x.first);
+        EXPECT_EQ(b, x.last);
+        auto all = r->getEventsInRange(a, b - a + 1);
+        ASSERT_TRUE(all);
+        EXPECT_EQ(all->size(), x.events);
+        EXPECT_EQ(r->indexPath().rfind(cache.path, 0), 0u);
+    }
+    unsetenv("XDG_CACHE_HOME");
+}

@@ -1,0 +1,263 @@
+#include "quorvel/raw/EventDecoder.h"
+#include "quorvel/raw/RawFile.h"
+
+#include "SyntheticStream.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+
+using namespace quorvel;
+using namespace quorvel::test;
+
+namespace {
+
+RawHeader headerFor(RawEncoding enc, uint32_t w = 1280, uint32_t h = 720) {
+    RawHeader hd;
+    hd.encoding = enc;
+    hd.width = w;
+    hd.height = h;
+    return hd;
+}
+
+std::string words16(std::initializer_list<uint16_t> ws) {
+    std::string s;
+    for (uint16_t w : ws)
+        s.append(reinterpret_cast<const char*>(&w), 2);
+    return s;
+}
+
+struct Decoded {
+    std::vector<Event2D> events;
+    std::vector<EventTriggerIn> triggers;
+    DecodeStats stats;
+};
+
+// Decodes in pieces of random size with a small output buffer, as readers do, so that state
+// carried between calls is exercised on every test.
+Decoded decodeAll(EventDecoder& d, const std::string& bytes, uint32_t seed = 7) {
+    Decoded r;
+    std::mt19937 rng(seed);
+    std::vector<Event2D> out(40);
+    std::string pending;
+    size_t pos = 0;
+    while (pos < bytes.size()) {
+        const size_t piece = std::min<size_t>(bytes.size() - pos, 1 + rng() % 64);
+        pending.append(bytes, pos, piece);
+        pos += piece;
+        size_t used = 0;
+        for (;;) {
+            const DecodeResult res = d.decode(reinterpret_cast<const uint8_t*>(pending.data()) + used,
+                                              pending.size() - used, out.data(), out.size(), r.triggers);
+            used += res.bytesConsumed;
+            r.events.insert(r.events.end(), out.begin(), out.begin() + static_cast<ptrdiff_t>(res.eventsWritten));
+            if (res.bytesConsumed == 0)
+                break;
+        }
+        pending.erase(0, used);
+    }
+    r.stats = d.stats();
+    return r;
+}
+
+DecodeStats countAll(const RawHeader& h, const std::string& bytes) {
+    auto d = EventDecoder::create(h);
+    std::vector<EventTriggerIn> tr;
+    d->count(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), tr);
+    return d->stats();
+}
+
+} // namespace
+
+TEST(Evt3Decoder, TimeWordsVectorsAndRows) {
+    const RawHeader h = headerFor(RawEncoding::Evt3, 64, 32);
+    auto d = EventDecoder::create(h);
+    const std::string s = words16({
+        0x2005,         // before the first TIME_HIGH: skipped
+        0x8001, 0x6010, // t = 4096 + 16
+        0x0003,         // y = 3
+        0x2805,         // ON at x=5
+        0x3002,         // vector base 2, OFF
+        0x5081,         // VECT_8: x=2, x=9
+        0x4801,         // VECT_12 at base 10: x=10, x=21
+        0x6011,         // t = 4113
+        0x0004,         // y = 4
+        0x3820,         // base 32 ON
+        0x4FFF, 0x4FFF, 0x50FF, // a full 32-pixel triple 32..63
+        0xA301,         // trigger id 3 rising at 4113
+        0x9123,         // reserved type: skipped and counted
+    });
+    const Decoded r = decodeAll(*d, s);
+    ASSERT_EQ(r.events.size(), 5u + 32u);
+    EXPECT_EQ(r.events[0], Event2D(5, 3, 1, 4112));
+    EXPECT_EQ(r.events[1], Event2D(2, 3, 0, 4112));
+    EXPECT_EQ(r.events[2], Event2D(9, 3, 0, 4112));
+    EXPECT_EQ(r.events[3], Event2D(10, 3, 0, 4112));
+    EXPECT_EQ(r.events[4], Event2D(21, 3, 0, 4112));
+    for (int i = 0; i < 32; ++i)
+        EXPECT_EQ(r.events[5 + static_cast<size_t>(i)], Event2D(static_cast<uint16_t>(32 + i), 4, 1, 4113));
+    ASSERT_EQ(r.triggers.size(), 1u);
+    EXPECT_EQ(r.triggers[0], EventTriggerIn(3, 1, 4113));
+    EXPECT_EQ(r.stats.reservedWords, 1u);
+    EXPECT_EQ(r.stats.invalidEvents, 0u);
+
+    const DecodeStats c = countAll(h, s);
+    EXPECT_EQ(c.events, r.events.size());
+    EXPECT_EQ(c.onEvents, 33u);
+    EXPECT_EQ(c.firstEventTs, 4112u);
+    EXPECT_EQ(c.lastEventTs, 4113u);
+}
+
+TEST(Evt3Decoder, WrapsBackwardStepsAndBadInput) {
+    const RawHeader h = headerFor(RawEncoding::Evt3, 100, 10);
+    auto d = EventDecoder::create(h);
+    const std::string s = words16({
+        0x8FFE, 0x6FFF, 0x0001, 0x2001, // t = 0xFFE000 + 0xFFF
+        0x8FFF, 0x8000, 0x6005, 0x2002, // wrap: 2^24 + 5
+        0x6003, 0x2003,                 // TIME_LOW steps back: clamped to the latest time
+        0x2064, 0x000A, 0x2001,         // x = 100 and y = 10 are outside 100x10
+        0x1000, 0x2004,                 // an old exposure word switches CD off...
+        0x0002, 0x2005,                 // ...until the next ADDR_Y
+        0x3060, 0x4FFF,                 // vector running past the width: 96..99 kept, 100..107 invalid
+        0x800A, 0x8002, 0x2006,         // TIME_HIGH back by < 2048: not a wrap, clamped
+    });
+    const Decoded r = decodeAll(*d, s, 3);
+    const uint64_t wrap = uint64_t{1} << 24;
+    ASSERT_EQ(r.events.size(), 4u + 4u + 1u);
+    EXPECT_EQ(r.events[0], Event2D(1, 1, 0, 0xFFEFFF));
+    EXPECT_EQ(r.events[1], Event2D(2, 1, 0, wrap + 5));
+    EXPECT_EQ(r.events[2], Event2D(3, 1, 0, wrap + 5));
+    EXPECT_EQ(r.events[3], Event2D(5, 2, 0, wrap + 5));
+    EXPECT_EQ(r.events[4].x, 96);
+    EXPECT_EQ(r.events.back(), Event2D(6, 2, 0, wrap + 0xA000));
+    EXPECT_EQ(r.stats.invalidEvents, 2u + 8u);
+    EXPECT_EQ(r.stats.timeBackwards, 2u);
+    EXPECT_TRUE(std::is_sorted(r.events.begin(), r.events.end(),
+                               [](const Event2D& a, const Event2D& b) { return a.timestamp < b.timestamp; }));
+}
+
+TEST(Evt2Decoder, EventsTriggersAndTheLongWrap) {
+    const RawHeader h = headerFor(RawEncoding::Evt2, 640, 480);
+    std::vector<Event2D> ev = {{10, 20, 1, 1000}, {639, 479, 0, 1000}, {5, 6, 1, 1063}, {7, 8, 0, 5000}};
+    std::vector<EventTriggerIn> tr = {{2, 1, 999}, {2, 0, 4000}};
+    std::string s = encodeEvt2(ev, tr);
+    // A TIME_HIGH far below the previous one is the 2^34 µs wrap.
+    const uint32_t highWords[] = {0x8FFFFFFFu, 0x00000000u, 0x80000001u, 0x10000000u | (3u << 11) | 4u};
+    for (uint32_t w : highWords)
+        s.append(reinterpret_cast<const char*>(&w), 4);
+    auto d = EventDecoder::create(h);
+    const Decoded r = decodeAll(*d, std::string("\x01\x00\x00\x00", 4) + s); // an event before any TIME_HIGH
+    ASSERT_EQ(r.events.size(), 6u);
+    EXPECT_TRUE(std::equal(ev.begin(), ev.end(), r.events.begin()));
+    EXPECT_EQ(r.events[4], Event2D(0, 0, 0, (uint64_t{0x0FFFFFFF} << 6)));
+    EXPECT_EQ(r.events[5], Event2D(3, 4, 1, (uint64_t{1} << 34) + 64));
+    EXPECT_EQ(r.triggers, tr);
+    EXPECT_EQ(countAll(h, s).onEvents, 3u);
+}
+
+TEST(Evt21Decoder, BothByteOrdersDecodeTheSameStream) {
+    StreamParams p;
+    p.width = 640;
+    p.height = 480;
+    p.durationUs = 30000;
+    std::vector<Event2D> ev;
+    std::vector<EventTriggerIn> tr;
+    generateAll(p, ev, tr);
+    for (bool legacy : {false, true}) {
+        RawHeader h = headerFor(RawEncoding::Evt21, 640, 480);
+        h.evt21Legacy = legacy;
+        auto d = EventDecoder::create(h);
+        const std::string s = encodeEvt21(ev, tr, legacy);
+        const Decoded r = decodeAll(*d, s);
+        EXPECT_EQ(r.events, ev) << "legacy=" << legacy;
+        EXPECT_EQ(r.triggers, tr);
+        EXPECT_EQ(countAll(h, s).events, ev.size());
+    }
+}
+
+TEST(DatDecoder, RecordsAndUnknownGeometry) {
+    std::vector<Event2D> ev = {{6, 18, 1, 0}, {53, 60, 0, 10}, {9000, 9000, 1, 4000000000u}};
+    const std::string s = encodeDat(ev) + "\x01\x02"; // a trailing partial record is ignored
+    auto d = EventDecoder::create(headerFor(RawEncoding::Dat, 0, 0));
+    EXPECT_EQ(decodeAll(*d, s).events, ev);
+    auto small = EventDecoder::create(headerFor(RawEncoding::Dat, 54, 61));
+    const Decoded r = decodeAll(*small, s);
+    EXPECT_EQ(r.events.size(), 2u);
+    EXPECT_EQ(r.stats.invalidEvents, 1u);
+}
+
+TEST(Decoders, GarbageNeverCrashesAndCountMatchesDecode) {
+    std::mt19937 rng(42);
+    for (RawEncoding enc : {RawEncoding::Evt2, RawEncoding::Evt21, RawEncoding::Evt3, RawEncoding::Dat}) {
+        for (int round = 0; round < 20; ++round) {
+            std::string s(1000 + rng() % 5000, '\0');
+            for (auto& c : s)
+                c = static_cast<char>(rng());
+            const RawHeader h = headerFor(enc, 320, 240);
+            auto d = EventDecoder::create(h);
+            const Decoded r = decodeAll(*d, s, static_cast<uint32_t>(round));
+            for (const auto& e : r.events) {
+                ASSERT_LT(e.x, 320);
+                ASSERT_LT(e.y, 240);
+            }
+            ASSERT_TRUE(std::is_sorted(r.events.begin(), r.events.end(),
+                                       [](const Event2D& a, const Event2D& b) { return a.timestamp < b.timestamp; }));
+            const DecodeStats c = countAll(h, s);
+            EXPECT_EQ(c.events, r.events.size());
+            EXPECT_EQ(c.invalidEvents, r.stats.invalidEvents);
+            EXPECT_EQ(c.onEvents, static_cast<uint64_t>(std::count_if(r.events.begin(), r.events.end(),
+                                                                      [](const Event2D& e) { return e.polarity; })));
+        }
+    }
+}
+
+// The real recordings of other people's cameras decode to the values published with them.
+TEST(Samples, DecodeToTheirPublishedValues) {
+    const std::string dir = samplesDir();
+    if (dir.empty())
+        GTEST_SKIP() << "sample recordings not found (set QUORVEL_SAMPLES_DIR or put them in ../shared/samples)";
+    struct Expect {
+        const char* file;
+        RawEncoding enc;
+        uint32_t w, h;
+        uint64_t events, on;
+        Event2D first, last;
+        uint16_t maxX, maxY;
+    };
+    const Expect expects[] = {
+        {"evt2_sample.raw", RawEncoding::Evt2, 640, 480, 539481, 367855, {237, 121, 1, 1317888}, {210, 142, 1, 1367888}, 599, 475},
+        {"evt3_test_pedestrians.raw", RawEncoding::Evt3, 1280, 720, 5000, 2894, {707, 297, 0, 5840504}, {598, 260, 0, 5885714}, 1279, 698},
+        {"ncars_sample.dat", RawEncoding::Dat, 0, 0, 4407, 1671, {6, 18, 1, 0}, {48, 47, 1, 99937}, 53, 60},
+    };
+    for (const auto& x : expects) {
+        SCOPED_TRACE(x.file);
+        std::string err;
+        auto f = RawFile::open(dir + "/" + x.file, err);
+        ASSERT_TRUE(f) << err;
+        EXPECT_EQ(f->header().encoding, x.enc);
+        EXPECT_EQ(f->header().width, x.w);
+        EXPECT_EQ(f->header().height, x.h);
+        RawStreamCursor cur(f, 64 * 1024);
+        std::vector<Event2D> all, buf(5000);
+        std::vector<EventTriggerIn> tr;
+        while (!cur.atEnd()) {
+            const size_t n = cur.next(buf.data(), buf.size(), tr);
+            all.insert(all.end(), buf.begin(), buf.begin() + static_cast<ptrdiff_t>(n));
+        }
+        ASSERT_EQ(all.size(), x.events);
+        EXPECT_EQ(all.front(), x.first);
+        EXPECT_EQ(all.back(), x.last);
+        EXPECT_EQ(static_cast<uint64_t>(std::count_if(all.begin(), all.end(), [](const Event2D& e) { return e.polarity == 1; })), x.on);
+        uint16_t mx = 0, my = 0;
+        for (const auto& e : all) {
+            mx = std::max(mx, e.x);
+            my = std::max(my, e.y);
+        }
+        EXPECT_EQ(mx, x.maxX);
+        EXPECT_EQ(my, x.maxY);
+        EXPECT_EQ(cur.decoder().stats().invalidEvents, 0u);
+        EXPECT_EQ(cur.decoder().stats().timeBackwards, 0u);
+    }
+}

@@ -1,0 +1,294 @@
+#include "quorvel/raw/RawCut.h"
+#include "quorvel/raw/RawFile.h"
+#include "quorvel/raw/RawFileWriter.h"
+#include "quorvel/raw/RawIndex.h"
+
+#include "SyntheticStream.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <sys/stat.h>
+
+using namespace quorvel;
+using namespace quorvel::test;
+
+namespace {
+
+struct Stream {
+    std::vector<Event2D> events;
+    std::vector<EventTriggerIn> triggers;
+};
+
+// Crosses two EVT 3.0 time wraps (every 16.777216 s), has a 6 s silence, vectors and triggers.
+StreamParams wrapParams() {
+    StreamParams p;
+    p.width = 640;
+    p.height = 480;
+    p.startUs = (uint64_t{1} << 24) - 700'000;
+    p.durationUs = 36'000'000;
+    p.denseRate = 60'000;
+    p.sparseRate = 2'000;
+    p.periodUs = 900'000;
+    p.triggerPeriodUs = 250'000;
+    p.gapAtUs = p.startUs + 3'000'000;
+    p.gapUs = 6'000'000;
+    return p;
+}
+
+bool writeStream(const std::string& path, const StreamParams& p, RawEncoding enc, Stream* keep) {
+    RawFileWriter w;
+    RawFileWriter::Options o;
+    o.width = p.width;
+    o.height = p.height;
+    o.encoding = enc;
+    o.serial = "QV-TEST";
+    if (!w.open(path, o))
+        return false;
+    bool ok = true;
+    generateStream(p, 10000, [&](const std::vector<Event2D>& e, const std::vector<EventTriggerIn>& t) {
+        ok = ok && w.write(e, t);
+        if (keep) {
+            keep->events.insert(keep->events.end(), e.begin(), e.end());
+            keep->triggers.insert(keep->triggers.end(), t.begin(), t.end());
+        }
+    });
+    return w.close() && ok;
+}
+
+Stream readAll(const std::string& path, DecodeStats* stats = nullptr) {
+    std::string err;
+    auto f = RawFile::open(path, err);
+    EXPECT_TRUE(f) << err;
+    Stream s;
+    if (!f)
+        return s;
+    RawStreamCursor cur(f, 256 * 1024);
+    std::vector<Event2D> buf(30000);
+    while (!cur.atEnd()) {
+        const size_t n = cur.next(buf.data(), buf.size(), s.triggers);
+        s.events.insert(s.events.end(), buf.begin(), buf.begin() + static_cast<ptrdiff_t>(n));
+    }
+    if (stats)
+        *stats = cur.decoder().stats();
+    return s;
+}
+
+std::vector<uint16_t> payloadWords(const std::string& path) {
+    std::string err;
+    auto f = RawFile::open(path, err);
+    const std::string bytes = readFileBytes(path);
+    std::vector<uint16_t> w((bytes.size() - f->payloadBegin()) / 2);
+    std::memcpy(w.data(), bytes.data() + f->payloadBegin(), w.size() * 2);
+    return w;
+}
+
+} // namespace
+
+TEST(RawFileWriter, Evt3RoundTripIsExactAcrossWrapsGapsAndTriggers) {
+    TempDir dir;
+    const std::string path = dir.file("rec.raw");
+    const StreamParams p = wrapParams();
+    Stream in;
+    ASSERT_TRUE(writeStream(path, p, RawEncoding::Evt3, &in));
+    ASSERT_GT(in.events.size(), 200'000u);
+    ASSERT_GT(in.events.back().timestamp, uint64_t{2} << 24);
+    DecodeStats stats;
+    const Stream out = readAll(path, &stats);
+    EXPECT_EQ(out.events, in.events);
+    EXPECT_EQ(out.triggers, in.triggers);
+    EXPECT_EQ(stats.invalidEvents + stats.reservedWords + stats.timeBackwards, 0u);
+
+    // The writer rules other readers depend on.
+    const std::vector<uint16_t> w = payloadWords(path);
+    ASSERT_GE(w.size(), 2u);
+    EXPECT_EQ(w[0] >> 12, 0x8);
+    EXPECT_EQ(w[1] >> 12, 0x6);
+    int lastHigh = -1;
+    bool haveY = false;
+    size_t vectors = 0;
+    for (size_t i = 0; i < w.size(); ++i) {
+        const unsigned type = w[i] >> 12;
+        if (type == 0x8) {
+            const int h = w[i] & 0xFFF;
+            if (lastHigh >= 0) {
+                ASSERT_TRUE(h == lastHigh || h == ((lastHigh + 1) & 0xFFF)) << "TIME_HIGH jump at word " << i;
+            }
+            lastHigh = h;
+        }
+        if (type == 0x0)
+            haveY = true;
+        if (type == 0x2 || type == 0x3) {
+            ASSERT_TRUE(haveY);
+        }
+        if (type == 0x3) {
+            ++vectors;
+            ASSERT_LE((w[i] & 0x7FF) + 32u, p.width);
+            ASSERT_LT(i + 3, w.size());
+            ASSERT_EQ(w[i + 1] >> 12, 0x4u);
+            ASSERT_EQ(w[i + 2] >> 12, 0x4u);
+            ASSERT_EQ(w[i + 3] >> 12, 0x5u);
+        }
+        if (type == 0x4 || type == 0x5) { // vector words only come in whole triples
+            ASSERT_TRUE((w[i - 1] >> 12) == 0x3 || (w[i - 1] >> 12) == 0x4 || (w[i - 1] >> 12) == 0x5);
+        }
+    }
+    EXPECT_GT(vectors, 1000u);
+    // Vectors pay off: fewer words than events.
+    EXPECT_LT(w.size(), in.events.size());
+}
+
+TEST(RawFileWriter, LateStartClampingAndGeometry) {
+    TempDir dir;
+    const std::string path = dir.file("late.raw");
+    RawFileWriter w;
+    RawFileWriter::Options o;
+    o.width = 320;
+    o.height = 240;
+    ASSERT_TRUE(w.open(path, o));
+    const uint64_t t0 = 5'000'000'000ull; // far past the 24-bit EVT 3.0 clock
+    std::vector<Event2D> ev = {{1, 2, 1, t0}, {3, 4, 0, t0 + 10}, {5, 6, 1, t0 + 5} /* goes back */,
+                               {400, 1, 1, t0 + 20} /* outside */, {7, 8, 0, t0 + 30}};
+    std::vector<EventTriggerIn> tr = {{1, 1, t0 + 10}};
+    ASSERT_TRUE(w.write(ev, tr));
+    ASSERT_TRUE(w.close());
+    EXPECT_EQ(w.clampedCount(), 1u);
+    EXPECT_EQ(w.droppedOutOfGeometry(), 1u);
+    const Stream out = readAll(path);
+    const std::vector<Event2D> expect = {{1, 2, 1, t0}, {3, 4, 0, t0 + 10}, {5, 6, 1, t0 + 10}, {7, 8, 0, t0 + 30}};
+    EXPECT_EQ(out.events, expect);
+    EXPECT_EQ(out.triggers, tr);
+
+    RawFileWriter bad;
+    o.width = 0;
+    EXPECT_FALSE(bad.open(dir.file("x.raw"), o));
+    EXPECT_NE(bad.lastError().find("geometry"), std::string::npos);
+    o.width = 320;
+    EXPECT_FALSE(bad.open(dir.file("no/such/dir/x.raw"), o));
+    EXPECT_NE(bad.lastError().find("cannot create"), std::string::npos);
+}
+
+class RawCutTest : public ::testing::TestWithParam<RawEncoding> {};
+
+TEST_P(RawCutTest, CutHoldsExactlyTheRangeAndCopiesTheMiddle) {
+    TempDir dir;
+    const std::string src = dir.file("src.raw");
+    const StreamParams p = wrapParams();
+    Stream in;
+    ASSERT_TRUE(writeStream(src, p, GetParam(), &in));
+    std::string err;
+    auto file = RawFile::open(src, err);
+    ASSERT_TRUE(file) << err;
+    RawIndex idx;
+    std::atomic<bool> cancel{false};
+    ASSERT_TRUE(idx.build(file, cancel));
+    ASSERT_GT(idx.entries.size(), 3u);
+    EXPECT_EQ(idx.totals.stats.events, in.events.size());
+
+    const uint64_t s0 = in.events.front().timestamp, s1 = in.events.back().timestamp;
+    const uint64_t wrap = uint64_t{1} << 24;
+    const std::pair<uint64_t, uint64_t> ranges[] = {
+        {0, UINT64_MAX},                      // everything
+        {s0 + 123'457, s0 + 2'600'001},       // across the first wrap
+        {wrap * 2 - 1'000'000, wrap * 2 + 3}, // ends just past the second wrap
+        {s0 + 3'500'000, s0 + 8'000'000},     // inside the silence
+        {s0 + 500'000, s0 + 500'000},         // one microsecond
+        {s1 - 10, s1},                        // the very end, inclusive
+    };
+    for (const auto& [a, b] : ranges) {
+        SCOPED_TRACE(std::to_string(a) + ".." + std::to_string(b));
+        const std::string out = dir.file("cut.raw");
+        RawCutResult res;
+        ASSERT_TRUE(cutRawFile(file, idx.entries, a, b, out, std::chrono::system_clock::now(), s0, res, err)) << err;
+        Stream expect;
+        for (const auto& e : in.events)
+            if (e.timestamp >= a && e.timestamp <= b)
+                expect.events.push_back(e);
+        for (const auto& t : in.triggers)
+            if (t.timestamp >= a && t.timestamp <= b)
+                expect.triggers.push_back(t);
+        DecodeStats st;
+        const Stream got = readAll(out, &st);
+        ASSERT_EQ(got.events.size(), expect.events.size());
+        EXPECT_TRUE(got.events == expect.events);
+        EXPECT_EQ(got.triggers, expect.triggers);
+        EXPECT_EQ(res.events, expect.events.size());
+        EXPECT_EQ(st.invalidEvents + st.reservedWords, 0u);
+        if (b - a > 2'000'000) {
+            EXPECT_GT(res.copiedBytes, 0u) << "a long range should be copied, not re-encoded";
+        }
+        RawHeader h;
+        ASSERT_TRUE(readRawHeader(out, h, err)) << err;
+        EXPECT_TRUE(h.hasEndLine);
+        EXPECT_EQ(h.encoding, GetParam());
+        EXPECT_EQ(h.serial(), "QV-TEST");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Encodings, RawCutTest, ::testing::Values(RawEncoding::Evt3, RawEncoding::Evt2),
+                         [](const auto& info) { return std::string(rawEncodingName(info.param)); });
+
+TEST(RawCut, FailureLeavesNoFileUnderTheTargetName) {
+    TempDir dir;
+    const std::string src = dir.file("src.raw");
+    StreamParams p;
+    p.durationUs = 100'000;
+    ASSERT_TRUE(writeStream(src, p, RawEncoding::Evt3, nullptr));
+    std::string err;
+    auto file = RawFile::open(src, err);
+    RawIndex idx;
+    std::atomic<bool> cancel{false};
+    ASSERT_TRUE(idx.build(file, cancel));
+    RawCutResult res;
+    EXPECT_FALSE(cutRawFile(file, idx.entries, 50, 10, dir.file("a.raw"), {}, 0, res, err));
+    EXPECT_NE(err.find("empty range"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(dir.file("a.raw")));
+    EXPECT_FALSE(cutRawFile(file, idx.entries, 0, 50'000, dir.file("missing/a.raw"), {}, 0, res, err));
+    EXPECT_FALSE(err.empty());
+    // The rename at the end fails (the target is a folder): the temporary file is removed too.
+    const std::string target = dir.file("target.raw");
+    std::filesystem::create_directory(target);
+    writeFile(target + "/keep", "x");
+    EXPECT_FALSE(cutRawFile(file, idx.entries, 0, 50'000, target, {}, 0, res, err));
+    EXPECT_NE(err.find("rename"), std::string::npos) << err;
+    size_t entries = 0;
+    for (const auto& e : std::filesystem::directory_iterator(dir.path)) {
+        (void)e;
+        ++entries;
+    }
+    EXPECT_EQ(entries, 2u) << "only the source and the folder may remain";
+}
+
+TEST(RawIndex, SavedIndexIsReusedOnlyForTheSameRecording) {
+    TempDir dir;
+    const std::string src = dir.file("src.raw");
+    StreamParams p;
+    p.durationUs = 300'000;
+    ASSERT_TRUE(writeStream(src, p, RawEncoding::Evt3, nullptr));
+    std::string err;
+    auto file = RawFile::open(src, err);
+    RawIndex idx;
+    std::atomic<bool> cancel{false};
+    ASSERT_TRUE(idx.build(file, cancel));
+    ASSERT_EQ(idx.saveFor(*file, err), RawIndex::besidePath(src)) << err;
+    RawIndex again;
+    ASSERT_TRUE(again.loadFor(*file, false, err)) << err;
+    EXPECT_EQ(again.entries.size(), idx.entries.size());
+    EXPECT_EQ(again.triggers, idx.triggers);
+    EXPECT_EQ(again.totals.stats.events, idx.totals.stats.events);
+    EXPECT_EQ(again.totals.stats.lastEventTs, idx.totals.stats.lastEventTs);
+
+    // Damaged index files are refused, not trusted.
+    std::string bytes = readFileBytes(RawIndex::besidePath(src));
+    writeFile(RawIndex::besidePath(src), bytes.substr(0, bytes.size() - 5));
+    EXPECT_FALSE(again.load(RawIndex::besidePath(src), *file, false, err));
+    writeFile(RawIndex::besidePath(src), bytes);
+
+    // Appending to the recording changes its size: the old index no longer applies.
+    writeFile(src, readFileBytes(src) + std::string(64, '\0'));
+    auto changed = RawFile::open(src, err);
+    EXPECT_FALSE(again.loadFor(*changed, false, err));
+    EXPECT_NE(err.find("stale"), std::string::npos) << err;
+}

@@ -1,0 +1,172 @@
+// The `quorvel` command line, run as a user would run it.
+#include "quorvel/DvsFileReader.h"
+#include "quorvel/raw/RawFileWriter.h"
+#include "quorvel/raw/RawHeader.h"
+
+#include "SyntheticStream.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <sys/wait.h>
+
+using namespace quorvel;
+using namespace quorvel::test;
+
+namespace {
+
+struct CliRun {
+    int code = -1;
+    std::string out, err;
+};
+
+CliRun run(const std::string& args, const TempDir& dir) {
+    const std::string errFile = dir.file("stderr.txt");
+    const std::string cmd = std::string("XDG_CACHE_HOME=") + dir.file("cache") + " " + QV_CLI_PATH + " " + args +
+                            " 2>" + errFile;
+    CliRun r;
+    std::FILE* p = ::popen(cmd.c_str(), "r");
+    char buf[65536];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
+        r.out.append(buf, n);
+    const int status = ::pclose(p);
+    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.err = readFileBytes(errFile);
+    return r;
+}
+
+struct Recording {
+    std::vector<Event2D> events;
+    std::vector<EventTriggerIn> triggers;
+};
+
+Recording makeRecording(const std::string& path) {
+    StreamParams p;
+    p.width = 640;
+    p.height = 480;
+    p.durationUs = 600'000;
+    p.denseRate = 500e3;
+    p.sparseRate = 10e3;
+    p.periodUs = 100'000;
+    Recording r;
+    generateAll(p, r.events, r.triggers);
+    RawFileWriter w;
+    RawFileWriter::Options o;
+    o.width = 640;
+    o.height = 480;
+    o.serial = "CLI-1";
+    EXPECT_TRUE(w.open(path, o));
+    EXPECT_TRUE(w.write(r.events, r.triggers));
+    EXPECT_TRUE(w.close());
+    return r;
+}
+
+std::string lines(const std::vector<Event2D>& evs, uint64_t from, uint64_t to) {
+    std::ostringstream s;
+    for (const auto& e : evs)
+        if (e.timestamp >= from && e.timestamp < to)
+            s << e.timestamp << ',' << e.x << ',' << e.y << ',' << int(e.polarity) << '\n';
+    return s.str();
+}
+
+} // namespace
+
+TEST(Cli, InfoReportsTheRecording) {
+    TempDir dir;
+    const Recording rec = makeRecording(dir.file("rec.raw"));
+    const CliRun r = run("info " + dir.file("rec.raw") + " --json", dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    const auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["format"], "EVT3");
+    EXPECT_EQ(j["width"], 640);
+    EXPECT_EQ(j["height"], 480);
+    EXPECT_EQ(j["serial"], "CLI-1");
+    EXPECT_EQ(j["date"].get<std::string>().size(), 19u);
+    EXPECT_EQ(j["first_ts"], rec.events.front().timestamp);
+    EXPECT_EQ(j["last_ts"], rec.events.back().timestamp);
+    EXPECT_EQ(j["events"], rec.events.size());
+    EXPECT_EQ(j["on_events"], std::count_if(rec.events.begin(), rec.events.end(), [](const Event2D& e) { return e.polarity; }));
+    EXPECT_EQ(j["triggers"], rec.triggers.size());
+    EXPECT_EQ(j["errors"], 0);
+    const CliRun text = run("info " + dir.file("rec.raw"), dir);
+    ASSERT_EQ(text.code, 0);
+    EXPECT_NE(text.out.find("geometry:    640x480"), std::string::npos) << text.out;
+    EXPECT_TRUE(text.err.empty()) << "no progress output when stderr is not a terminal";
+}
+
+TEST(Cli, DumpCutAndConvertKeepTheEvents) {
+    TempDir dir;
+    const std::string src = dir.file("rec.raw");
+    const Recording rec = makeRecording(src);
+    const uint64_t a = rec.events.front().timestamp + 123'456;
+
+    CliRun r = run("dump " + src + " --from-us " + std::to_string(a) + " --duration-us 20000", dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.out, lines(rec.events, a, a + 20'000));
+    r = run("dump " + src, dir);
+    EXPECT_EQ(r.out, lines(rec.events, 0, UINT64_MAX));
+
+    r = run("cut " + src + " " + dir.file("cut.raw") + " --from-us " + std::to_string(a) + " --to-us " +
+                std::to_string(a + 250'000),
+            dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    r = run("dump " + dir.file("cut.raw"), dir);
+    EXPECT_EQ(r.out, lines(rec.events, a, a + 250'001));
+
+    // EVT 2.0 in, EVT 3.0 and CSV out.
+    const std::string evt2 = dir.file("old.raw");
+    writeFile(evt2, "% evt 2.0\n% system_ID 21\n" + encodeEvt2(rec.events, rec.triggers));
+    r = run("convert " + evt2 + " " + dir.file("new.raw"), dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    auto reader = DvsFileReader::createFileReader(dir.file("new.raw"));
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(reader->formatName(), "EVT3");
+    EXPECT_EQ(reader->getTriggerList(), rec.triggers);
+    auto all = reader->getEventsInRange(0, UINT64_MAX);
+    ASSERT_TRUE(all);
+    EXPECT_TRUE(*all == rec.events);
+    r = run("convert " + evt2 + " " + dir.file("new.csv"), dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(readFileBytes(dir.file("new.csv")), "t,x,y,p\n" + lines(rec.events, 0, UINT64_MAX));
+
+    const std::string fresh = dir.file("fresh.raw");
+    std::filesystem::copy_file(src, fresh);
+    r = run("index " + fresh, dir);
+    ASSERT_EQ(r.code, 0);
+    EXPECT_NE(r.out.find("index built: " + fresh + ".qvidx"), std::string::npos) << r.out;
+    r = run("index " + fresh, dir);
+    EXPECT_NE(r.out.find("index up to date"), std::string::npos) << r.out;
+}
+
+TEST(Cli, FailuresAreOneLineAndNonZero) {
+    TempDir dir;
+    makeRecording(dir.file("rec.raw"));
+    const std::string bad[] = {
+        "info " + dir.file("missing.raw"),
+        "info",
+        "frobnicate x",
+        "dump " + dir.file("rec.raw") + " --from-us 12x",
+        "cut " + dir.file("rec.raw") + " " + dir.file("o.raw") + " --from-us 9 --to-us 3",
+        "cut " + dir.file("rec.raw") + " " + dir.file("no/dir/o.raw") + " --from-us 0 --to-us 3000000",
+        "convert " + dir.file("rec.raw") + " " + dir.file("o.txt"),
+        "info " + dir.file("rec.raw") + " --bogus",
+    };
+    for (const auto& args : bad) {
+        const CliRun r = run(args, dir);
+        EXPECT_NE(r.code, 0) << args;
+        EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << args << ": " << r.err;
+        EXPECT_EQ(r.err.rfind("quorvel: error: ", 0), 0u) << r.err;
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir.file("o.raw")));
+    for (const char* cmd : {"info", "dump", "cut", "index", "convert"}) {
+        const CliRun h = run(std::string(cmd) + " --help", dir);
+        EXPECT_EQ(h.code, 0);
+        EXPECT_NE(h.out.find("usage: quorvel " + std::string(cmd)), std::string::npos);
+        EXPECT_NE(h.out.find("sensor's own microseconds"), std::string::npos);
+    }
+}
