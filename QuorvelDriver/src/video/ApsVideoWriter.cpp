@@ -63,6 +63,7 @@ bool ApsVideoWriter::writeFrame(const ApsFrame& frame) {
         s.frameRate = av_d2q(fps, 100000);
         s.gopSize = std::max(1, d.options.keyframeInterval);
         s.preset = d.options.preset;
+        s.tune = d.options.tune;
         s.crf = d.options.crf;
         s.metadata.emplace_back(video::kApsTimeOffsetKey, std::to_string(frame.getTimestamp()));
         if (!d.encoder.open(d.path, s, m_error)) {
