@@ -6,6 +6,8 @@
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawFileWriter.h"
 
+#include "cli_video.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -37,10 +39,13 @@ const char* kUsage =
     "  cut IN OUT --from-us A --to-us B            write the events A <= t <= B to a new .raw file\n"
     "  index FILE                                  build (or check) the seek index of a recording\n"
     "  convert IN OUT                              rewrite as EVT 3.0 .raw, or as .csv\n"
+    "  export IN OUT --from-us A --to-us B [--fps N] [--scheme NAME]\n"
+    "                                              render A <= t <= B as an H.264 .mp4 video\n"
     "\n"
     "Reads EVT 2.0, EVT 2.1, EVT 3.0 .raw files and .dat files. 'quorvel <command> --help' for details.\n";
 
 const std::map<std::string, std::string> kHelp = {
+    {"export", quorvel::cli::kExportHelp},
     {"info",
      "usage: quorvel info FILE [--json]\n"
      "Prints the format, geometry, serial number, recording date, first and last event time, duration,\n"
@@ -430,6 +435,8 @@ int main(int argc, char** argv) {
             return cmdDump(parseArgs(cmd, argc, argv, 2, {"--from-us", "--duration-us"}, false));
         if (cmd == "cut")
             return cmdCut(parseArgs(cmd, argc, argv, 2, {"--from-us", "--to-us"}, false));
+        if (cmd == "export")
+            return quorvel::cli::runExport(argc, argv, 2);
         if (cmd == "index")
             return cmdIndex(parseArgs(cmd, argc, argv, 2, {}, false));
         return cmdConvert(parseArgs(cmd, argc, argv, 2, {}, false));

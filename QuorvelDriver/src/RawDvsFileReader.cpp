@@ -12,6 +12,7 @@
 #include "quorvel/Logger.h"
 #include "quorvel/QvObjectPool.h"
 #include "quorvel/TimeUtils.h"
+#include "quorvel/VideoExporter.h"
 #include "quorvel/raw/RawCut.h"
 #include "quorvel/raw/RawFile.h"
 #include "quorvel/raw/RawIndex.h"
@@ -208,8 +209,15 @@ public:
         return true;
     }
 
-    bool exportVideoRange(uint64_t, uint64_t, std::string) override {
-        setError("video export is not available in this build");
+    bool exportVideoRange(uint64_t start, uint64_t end, std::string path) override {
+        return exportVideoRange(start, end, std::move(path), VideoExportOptions{});
+    }
+
+    bool exportVideoRange(uint64_t start, uint64_t end, std::string path, const VideoExportOptions& o) override {
+        VideoExporter exporter(o);
+        if (exporter.exportRange(*this, start, end, path))
+            return true;
+        setError("video export failed: " + exporter.lastError());
         return false;
     }
 

@@ -28,6 +28,7 @@
 
 #include "quorvel/DvsFileInfo.h"
 #include "quorvel/Event2D.h"
+#include "quorvel/VideoExportOptions.h"
 
 #include <cstdint>
 #include <memory>
@@ -74,8 +75,11 @@ public:
     virtual std::shared_ptr<std::vector<Event2D>> getNTimeEvents(uint64_t durationUs) = 0;
     virtual std::shared_ptr<std::vector<Event2D>> getEventsInRange(uint64_t startUs, uint64_t durationUs) = 0;
     virtual bool exportRawRange(uint64_t startUs, uint64_t endUs, std::string path) = 0;
-    /// Rendering a range to video arrives with the video work; until then this returns false.
+    /// Renders [startUs, endUs] into an H.264 .mp4 at 30 fps in the "Gray" colours (VideoExporter).
     virtual bool exportVideoRange(uint64_t startUs, uint64_t endUs, std::string path) = 0;
+    /// The same with the caller's colours, frame rate, progress and cancellation.
+    virtual bool exportVideoRange(uint64_t startUs, uint64_t endUs, std::string path,
+                                  const VideoExportOptions& options);
     virtual bool getFileInfo(DvsFileInfo& info) = 0;
     virtual std::vector<EventTriggerIn> getTriggerList() = 0;
 
