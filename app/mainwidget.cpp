@@ -501,9 +501,12 @@ void MainWidget::showTimeStamp(uint64_t timestamp_us) {
     if (m_mode == ModeRawPlayback) {
         const uint64_t start = m_slider->minimum();
         const uint64_t end = m_slider->maximum();
+        // Position and length of the recording, to the millisecond: recordings are often short.
+        const auto text = [](uint64_t us) {
+            return QStringLiteral("%1.%2").arg(QvUtility::durationText(us / 1000000)).arg(us / 1000 % 1000, 3, 10, QLatin1Char('0'));
+        };
         const uint64_t at = timestamp_us > start ? timestamp_us - start : 0;
-        m_timeText = QStringLiteral("  %1 / %2").arg(QvUtility::durationText(at / 1000000),
-                                                     QvUtility::durationText(end > start ? (end - start) / 1000000 : 0));
+        m_timeText = QStringLiteral("  %1 / %2").arg(text(at), text(end > start ? end - start : 0));
         updateStatusLine();
     }
 }

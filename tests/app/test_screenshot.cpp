@@ -12,6 +12,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QMenu>
 #include <QPushButton>
 #include <QScreen>
 
@@ -126,6 +127,19 @@ private slots:
         QVERIFY2(on > 50 && off > 20 && grey > on + off, qPrintable(QStringLiteral("%1 %2 %3").arg(on).arg(off).arg(grey)));
         QCOMPARE(w.timeSlider()->minimum(), uint64_t(1317888));
         QVERIFY(w.form().pb_play->isChecked());
+
+        // With the start and end handles on, the range between them is drawn in the brand colour
+        // and the groove outside it in grey.
+        w.startEndMenu()->actions().first()->trigger();
+        QvThreeHandleSlider* slider = w.timeSlider();
+        slider->setLowerValue(1317888 + 10000);
+        slider->setUpperValue(1317888 + 40000);
+        const QImage ranged = grab(&w);
+        keep(ranged, "playing-range.png");
+        const QPoint lower = slider->mapTo(&w, slider->lowerHandleRect().center());
+        QCOMPARE(QColor(ranged.pixel(lower)), QColor("#004B6A"));
+        const QPoint before = slider->mapTo(&w, QPoint(slider->lowerHandleRect().left() - 8, slider->height() / 2));
+        QCOMPARE(QColor(ranged.pixel(before)), QColor(208, 208, 208));
     }
 };
 
