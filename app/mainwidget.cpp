@@ -416,6 +416,11 @@ void MainWidget::openRecording(const QString& path) {
         emit signalShowLeftBottomTips(tr("A recording is still loading; please wait."), QvMessageWarning, QString());
         return;
     }
+    if (m_eventProcessor->isJobRunning()) {
+        emit signalShowLeftBottomTips(tr("Please wait until the current export has finished."), QvMessageWarning,
+                                      QString());
+        return;
+    }
     m_settings->inputRawFilePath = info.absolutePath();
     // A recording with an .mp4 of the same base name beside it is a fusion recording. Its frames
     // are not played yet: its events play like any other recording.

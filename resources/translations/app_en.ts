@@ -240,6 +240,10 @@
         <source>%1 us</source>
         <translation>%1 us</translation>
     </message>
+    <message>
+        <source>Please wait until the current export has finished.</source>
+        <translation>Please wait until the current export has finished.</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>

@@ -240,6 +240,10 @@
         <source>%1 us</source>
         <translation>%1 微秒</translation>
     </message>
+    <message>
+        <source>Please wait until the current export has finished.</source>
+        <translation>请等待当前导出完成。</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
