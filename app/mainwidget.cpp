@@ -26,6 +26,7 @@
 #include <QMimeData>
 #include <QShortcut>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QKeySequence>
 #include <QLabel>
 #include <QVBoxLayout>
@@ -127,6 +128,17 @@ void MainWidget::buildPlayback() {
 
     m_waitingWin = new WaitingWin(this);
     m_waitingWin->close();
+    // A never-seen recording is indexed before it plays; on a large file that takes seconds, so
+    // the status line counts it up.
+    m_loadProgressTimer = new QTimer(this);
+    m_loadProgressTimer->setInterval(200);
+    connect(m_loadProgressTimer, &QTimer::timeout, this, [this] {
+        if (m_eventProcessor->isLoading())
+            ui.label_show_play_text->setText(
+                tr("Indexing the recording... %1%").arg(qRound(m_eventProcessor->loadProgress() * 100)));
+        else if (m_eventProcessor->isJobRunning())
+            ui.label_show_play_text->setText(tr("Writing..."));
+    });
 
     QvEventProcessor* p = m_eventProcessor;
     connect(this, &MainWidget::signalOpenRawFile, p, &QvEventProcessor::loadFile);
@@ -467,8 +479,11 @@ void MainWidget::slotSetWaitWinStatus(bool busy) {
         // Nothing may play or step while a recording loads or a range is being written.
         setPlaybackControlsEnabled(false);
         m_waitingWin->show();
+        m_loadProgressTimer->start();
         return;
     }
+    m_loadProgressTimer->stop();
+    ui.label_show_play_text->clear();
     m_waitingWin->close();
     if (m_mode != ModeRawPlayback || !m_eventProcessor->hasFile() || m_eventProcessor->isLoading())
         return;

@@ -164,5 +164,6 @@ private:
     WaitingWin* m_waitingWin = nullptr;
     QString m_currentFile;
     bool m_playWhenLoaded = false;
+    class QTimer* m_loadProgressTimer = nullptr;
     QAction* m_openRecordingAction = nullptr;
 };

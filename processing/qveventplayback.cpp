@@ -35,6 +35,11 @@ QString QvEventProcessor::localTimeText(uint64_t timestampUs) const {
     return QString::fromStdString(quorvel::timePointToString(tp));
 }
 
+double QvEventProcessor::loadProgress() const {
+    // The reader is replaced only by loadFile on the GUI thread, the thread that asks.
+    return m_loading && m_reader ? m_reader->indexProgress() : 1.0;
+}
+
 void QvEventProcessor::waitForLoad() {
     if (m_loadThread.joinable())
         m_loadThread.join();

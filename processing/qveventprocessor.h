@@ -99,6 +99,8 @@ public:
     QSize fileResolution() const;
     /// Local wall-clock text of a file position of the open recording.
     QString localTimeText(uint64_t timestampUs) const;
+    /// While a recording loads: the share of it indexed so far, 0 .. 1 (1 when nothing loads).
+    double loadProgress() const;
     /// Blocks until a running load has finished (tests and shutdown).
     void waitForLoad();
     /// Blocks until the cut and video jobs have finished.

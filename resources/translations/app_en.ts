@@ -244,6 +244,14 @@
         <source>Please wait until the current export has finished.</source>
         <translation>Please wait until the current export has finished.</translation>
     </message>
+    <message>
+        <source>Indexing the recording... %1%</source>
+        <translation>Indexing the recording... %1%</translation>
+    </message>
+    <message>
+        <source>Writing...</source>
+        <translation>Writing...</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>

@@ -244,6 +244,14 @@
         <source>Please wait until the current export has finished.</source>
         <translation>请等待当前导出完成。</translation>
     </message>
+    <message>
+        <source>Indexing the recording... %1%</source>
+        <translation>正在索引录制文件... %1%</translation>
+    </message>
+    <message>
+        <source>Writing...</source>
+        <translation>正在写入...</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
