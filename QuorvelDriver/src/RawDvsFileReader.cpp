@@ -441,7 +441,7 @@ private:
                 m_head = 0;
             }
             if (m_buf.size() - m_tail < kDecodeBatch)
-                m_buf.grow(std::max<size_t>({m_buf.size() * 2, m_tail + kDecodeBatch, 1u << 20}), m_tail);
+                m_buf.grow(std::max<size_t>({m_buf.size() * 2, m_tail + kDecodeBatch, 2 * kDecodeBatch}), m_tail);
         }
         const size_t n = m_cur.next(m_buf.data() + m_tail, kDecodeBatch, m_trigScratch);
         m_trigScratch.clear();
