@@ -38,6 +38,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     DvsFileStats s;
     if (!r->getFileStats(s) || a > b)
         std::abort();
+    DvsFileInfo info;
+    r->getFileInfo(info);
+    (void)info.localTimeAt(b);
+    (void)info.localTimeAt(0);
     auto all = r->getEventsInRange(a, b - a + 1);
     if (!all || all->size() != s.events)
         std::abort();
