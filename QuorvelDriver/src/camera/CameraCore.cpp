@@ -146,7 +146,9 @@ int CameraCore::start() {
         return -1;
     }
     const auto sinceOpen = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_opened);
-    if (!m_source->restart(static_cast<uint64_t>(sinceOpen.count()))) {
+    // A live sensor's clock runs from when it was opened; an offline simulation starts at zero.
+    const uint64_t hint = m_options.realtime ? static_cast<uint64_t>(sinceOpen.count()) : 0;
+    if (!m_source->restart(hint)) {
         setError(m_source->lastError());
         return -2;
     }
@@ -211,8 +213,15 @@ void CameraCore::run() {
                 m_counters.skippedUs += lag;
             }
         }
+        uint32_t chunk = kChunkUs;
+        if (m_options.durationUs) {
+            const uint64_t end = sens0 + m_options.durationUs;
+            if (m_source->now() >= end)
+                break;
+            chunk = static_cast<uint32_t>(std::min<uint64_t>(chunk, end - m_source->now()));
+        }
         refreshSettings();
-        if (!m_source->next(kChunkUs, ev, tr)) {
+        if (!m_source->next(chunk, ev, tr)) {
             const std::string err = m_source->lastError();
             setError(err);
             Logger::Instance().log_(LOG_ERROR, __FILE__, __LINE__, "camera " + m_desc.serial + " lost: " + err);

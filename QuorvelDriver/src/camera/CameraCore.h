@@ -40,6 +40,7 @@ struct CameraCoreOptions {
     bool fusion = false;   ///< adds the APS tool
     bool realtime = true;  ///< pace the source to the wall clock (off for offline generation)
     size_t maxQueuedEvents = 8u << 20;
+    uint64_t durationUs = 0; ///< the stream ends after this much sensor time (0: never)
 };
 
 /// Counts of a stream since start(), for tests and the CLI.
