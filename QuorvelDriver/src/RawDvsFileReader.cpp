@@ -10,6 +10,7 @@
 #include "quorvel/DvsFileReader.h"
 
 #include "quorvel/Logger.h"
+#include "quorvel/QvObjectPool.h"
 #include "quorvel/TimeUtils.h"
 #include "quorvel/raw/RawCut.h"
 #include "quorvel/raw/RawFile.h"
@@ -19,7 +20,10 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <cstdlib>
+#include <cstring>
 #include <stdexcept>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -30,15 +34,51 @@ namespace {
 thread_local std::string t_lastCreateError;
 
 constexpr size_t kDecodeBatch = 1u << 16;
+// A 33 ms frame of a dense recording is a few hundred kilobytes: reading in small chunks keeps a
+// seek from copying megabytes it does not need.
+constexpr size_t kReadChunk = 256u << 10;
 
 uint64_t satAdd(uint64_t a, uint64_t b) { return a > UINT64_MAX - b ? UINT64_MAX : a + b; }
 
 bool lessTs(const Event2D& e, uint64_t t) { return e.timestamp < t; }
 
+// The decoded-event window. Page faults are expensive (several microseconds each in a virtual
+// machine), so the storage is allocated in 2 MiB-aligned blocks that the kernel may back with
+// huge pages, and it only ever grows.
+class EventStore {
+public:
+    EventStore() = default;
+    EventStore(const EventStore&) = delete;
+    EventStore& operator=(const EventStore&) = delete;
+    ~EventStore() { std::free(m_data); }
+
+    Event2D* data() { return m_data; }
+    size_t size() const { return m_capacity; }
+
+    /// Grows to at least `capacity` events, keeping the first `keep`.
+    void grow(size_t capacity, size_t keep) {
+        constexpr size_t kAlign = 2u << 20;
+        const size_t bytes = (capacity * sizeof(Event2D) + kAlign - 1) / kAlign * kAlign;
+        auto* fresh = static_cast<Event2D*>(std::aligned_alloc(kAlign, bytes));
+        if (!fresh)
+            throw std::bad_alloc();
+        ::madvise(fresh, bytes, MADV_HUGEPAGE);
+        if (keep)
+            std::memcpy(static_cast<void*>(fresh), m_data, keep * sizeof(Event2D));
+        std::free(m_data);
+        m_data = fresh;
+        m_capacity = bytes / sizeof(Event2D);
+    }
+
+private:
+    Event2D* m_data = nullptr;
+    size_t m_capacity = 0;
+};
+
 class RawDvsFileReader final : public DvsFileReader {
 public:
     RawDvsFileReader(std::shared_ptr<RawFile> file, const Options& options)
-        : m_file(std::move(file)), m_options(options), m_cur(m_file) {
+        : m_file(std::move(file)), m_options(options), m_cur(m_file, kReadChunk) {
         RawIndexEntry start;
         start.offset = m_file->payloadBegin();
         start.state = m_cur.decoder().initialState();
@@ -139,7 +179,14 @@ public:
             }
             return std::make_shared<std::vector<Event2D>>();
         }
-        return std::make_shared<std::vector<Event2D>>(b, e);
+        // Result vectors come from a pool and keep their capacity, so that a frame does not
+        // pay for fresh pages each time.
+        auto result = m_results->acquire();
+        const size_t n = static_cast<size_t>(e - b);
+        if (result->capacity() < n)
+            result->reserve(n + n / 2); // frames vary in size: leave room for the next ones
+        result->assign(b, e);
+        return result;
     }
 
     bool exportRawRange(uint64_t start, uint64_t end, std::string path) override {
@@ -389,13 +436,12 @@ private:
     bool decodeMore(uint64_t keepFrom) {
         if (m_buf.size() - m_tail < kDecodeBatch) {
             if (m_head > 0) {
-                std::copy(m_buf.begin() + static_cast<ptrdiff_t>(m_head), m_buf.begin() + static_cast<ptrdiff_t>(m_tail),
-                          m_buf.begin());
+                std::memmove(static_cast<void*>(m_buf.data()), m_buf.data() + m_head, (m_tail - m_head) * sizeof(Event2D));
                 m_tail -= m_head;
                 m_head = 0;
             }
             if (m_buf.size() - m_tail < kDecodeBatch)
-                m_buf.resize(std::max(m_buf.size() * 2, m_tail + kDecodeBatch));
+                m_buf.grow(std::max<size_t>({m_buf.size() * 2, m_tail + kDecodeBatch, 2 * kDecodeBatch}), m_tail);
         }
         const size_t n = m_cur.next(m_buf.data() + m_tail, kDecodeBatch, m_trigScratch);
         m_trigScratch.clear();
@@ -432,7 +478,9 @@ private:
 
     // Foreground reading.
     RawStreamCursor m_cur;
-    std::vector<Event2D> m_buf;
+    EventStore m_buf;
+    std::unique_ptr<QvObjectPool<std::vector<Event2D>>> m_results =
+        std::make_unique<QvObjectPool<std::vector<Event2D>>>(2, [] { return std::make_unique<std::vector<Event2D>>(); });
     size_t m_head = 0, m_tail = 0;
     uint64_t m_bufFrom = 0;
     std::vector<EventTriggerIn> m_trigScratch;

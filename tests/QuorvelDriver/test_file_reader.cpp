@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <random>
+#include <thread>
 
 using namespace quorvel;
 using namespace quorvel::test;
@@ -275,6 +276,28 @@ TEST_F(FileReaderTest, ExportRawRangeThroughTheReader) {
     EXPECT_LE(std::abs(diff.count()), 1);
     EXPECT_FALSE(r->exportRawRange(b, a, dir.file("bad.raw")));
     EXPECT_FALSE(std::filesystem::exists(dir.file("bad.raw")));
+}
+
+// The player cuts on a job thread while the index is still being built; reads go on meanwhile.
+TEST_F(FileReaderTest, CutOnAnotherThreadWhileReadingAndIndexing) {
+    const std::string path = dir.file("rec.raw");
+    StreamParams p = smallParams(2'000'000);
+    const Recording rec = writeRecording(path, p);
+    auto r = DvsFileReader::createFileReader(path);
+    const uint64_t first = rec.events.front().timestamp;
+    bool cutOk = false;
+    std::thread job([&] { cutOk = r->exportRawRange(first + 300'000, first + 1'300'000, dir.file("cut.raw")); });
+    for (uint64_t t = first; t < first + 1'500'000; t += 50'000) {
+        auto got = r->getEventsInRange(t, 60'000);
+        ASSERT_TRUE(got);
+        ASSERT_EQ(*got, expectedRange(rec.events, t, t + 60'000));
+    }
+    job.join();
+    ASSERT_TRUE(cutOk) << r->lastError();
+    auto c = DvsFileReader::createFileReader(dir.file("cut.raw"));
+    auto all = c->getEventsInRange(0, UINT64_MAX);
+    ASSERT_TRUE(all);
+    EXPECT_EQ(*all, expectedRange(rec.events, first + 300'000, first + 1'300'001));
 }
 
 TEST(FileReaderSamples, TimesAndDatesOfTheRealRecordings) {

@@ -153,6 +153,9 @@ bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<Ra
         }
         if (cur.readFailed())
             return failWith(cur.errorText());
+        if (writer.droppedOutOfGeometry())
+            return failWith(std::to_string(writer.droppedOutOfGeometry()) +
+                            " events of the range lie outside the 2048x2048 pixels an EVT 3.0 file can hold");
         result.events = writer.eventsWritten();
         if (!writer.close())
             return failWith(writer.lastError());

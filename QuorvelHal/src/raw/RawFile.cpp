@@ -94,9 +94,9 @@ bool RawStreamCursor::refill() {
         m_trailing = m_file->fileSize() > end ? m_file->fileSize() - end : 0;
         return false;
     }
-    if (m_buf.size() < m_chunk)
-        m_buf.resize(m_chunk);
     const size_t want = static_cast<size_t>(std::min<uint64_t>(m_chunk, end - next));
+    if (m_buf.size() < want) // small files get small buffers
+        m_buf.resize(want);
     const long n = m_file->readAt(next, m_buf.data(), want);
     if (n < 0) {
         m_readFailed = true;

@@ -1,0 +1,2 @@
+#define QV_ISA_NS isa_generic
+#include "EventDecoderImpl.inc"

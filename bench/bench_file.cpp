@@ -1,0 +1,239 @@
+// File-level speed on a large generated recording: index build, first frame of a never-seen
+// file, 33 ms range reads anywhere once indexed, a 5 s cut, and opening an indexed file.
+//
+// The recording is made with our writer: a 16.777216 s EVT 3.0 stream (one whole 24-bit time
+// period, 10 M events/s on average with dense and quiet periods, vectors, 1 kHz triggers) whose
+// payload is then repeated, each copy continuing the clock by one period, up to the size asked
+// for (QV_BENCH_GB, default 4). Files go to QV_BENCH_DIR (default: a new folder under /tmp) and
+// are deleted at the end unless QV_BENCH_KEEP is set.
+#include "quorvel/DvsFileReader.h"
+#include "quorvel/raw/RawFile.h"
+#include "quorvel/raw/RawFileWriter.h"
+#include "quorvel/raw/RawIndex.h"
+
+#include "SyntheticStream.h"
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+using namespace quorvel;
+using namespace quorvel::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct BenchFiles {
+    std::string dir, big, oneGb;
+    uint64_t bigEvents = 0;
+    bool ownDir = false;
+};
+BenchFiles g;
+
+double seconds(std::chrono::steady_clock::time_point t0) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+}
+
+void removeIndexes(const std::string& path) {
+    std::error_code ec;
+    fs::remove(RawIndex::besidePath(path), ec);
+    fs::remove(RawIndex::cachePath(path), ec);
+}
+
+// Writes header + payload repeated until `bytes`.
+void repeatPayload(const std::string& chunk, const std::string& out, uint64_t bytes) {
+    std::string err;
+    auto f = RawFile::open(chunk, err);
+    if (!f)
+        throw std::runtime_error(err);
+    std::ifstream in(chunk, std::ios::binary);
+    std::string all((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string header = all.substr(0, f->payloadBegin());
+    const std::string payload = all.substr(f->payloadBegin());
+    std::ofstream o(out, std::ios::binary | std::ios::trunc);
+    o.write(header.data(), static_cast<std::streamsize>(header.size()));
+    uint64_t written = header.size();
+    while (written < bytes) {
+        o.write(payload.data(), static_cast<std::streamsize>(payload.size()));
+        written += payload.size();
+    }
+    if (!o)
+        throw std::runtime_error("cannot write " + out);
+}
+
+void makeFiles() {
+    const char* d = std::getenv("QV_BENCH_DIR");
+    if (d && *d) {
+        g.dir = d;
+        fs::create_directories(g.dir);
+    } else {
+        std::string tmpl = "/tmp/qv-bench-XXXXXX";
+        g.dir = ::mkdtemp(tmpl.data());
+        g.ownDir = true;
+    }
+    const double gb = std::getenv("QV_BENCH_GB") ? std::atof(std::getenv("QV_BENCH_GB")) : 4.0;
+    g.big = g.dir + "/big.raw";
+    g.oneGb = g.dir + "/one_gb.raw";
+    const std::string chunk = g.dir + "/period.raw";
+    if (!fs::exists(g.big) || !fs::exists(g.oneGb)) {
+        const auto t0 = std::chrono::steady_clock::now();
+        StreamParams p;
+        p.startUs = 0;
+        p.durationUs = (uint64_t{1} << 24) - 1;
+        p.denseRate = 16e6;
+        p.sparseRate = 4e6;
+        p.periodUs = 500'000;
+        p.triggerPeriodUs = 1000;
+        RawFileWriter w;
+        RawFileWriter::Options o;
+        o.width = p.width;
+        o.height = p.height;
+        o.serial = "BENCH";
+        if (!w.open(chunk, o))
+            throw std::runtime_error(w.lastError());
+        generateStream(p, 1 << 16, [&](const std::vector<Event2D>& e, const std::vector<EventTriggerIn>& t) { w.write(e, t); });
+        if (!w.close())
+            throw std::runtime_error(w.lastError());
+        repeatPayload(chunk, g.big, static_cast<uint64_t>(gb * (1u << 30)));
+        repeatPayload(chunk, g.oneGb, uint64_t{1} << 30);
+        fs::remove(chunk);
+        std::fprintf(stderr, "generated %.1f GB + 1 GB of EVT 3.0 in %.1f s\n", gb, seconds(t0));
+    }
+    removeIndexes(g.big);
+    removeIndexes(g.oneGb);
+    // Read both once so that the page cache holds them, as for a file just recorded or played.
+    std::vector<char> buf(8 << 20);
+    for (const auto& f : {g.big, g.oneGb}) {
+        std::ifstream in(f, std::ios::binary);
+        while (in.read(buf.data(), static_cast<std::streamsize>(buf.size())) || in.gcount() > 0) {
+        }
+    }
+}
+
+void BM_IndexBuild(benchmark::State& state) {
+    std::string err;
+    auto f = RawFile::open(g.big, err);
+    RawIndex idx;
+    std::atomic<bool> cancel{false};
+    for (auto _ : state)
+        idx.build(f, cancel);
+    g.bigEvents = idx.totals.stats.events;
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * f->fileSize()));
+    state.counters["events"] = static_cast<double>(idx.totals.stats.events);
+    state.counters["index_MB"] = static_cast<double>(idx.entries.size() * sizeof(RawIndexEntry)) / 1e6;
+    state.counters["file_GB"] = static_cast<double>(f->fileSize()) / 1e9;
+}
+
+// Open a file never seen before (no index anywhere) and read its first 33 ms frame, while the
+// index is being built behind it.
+void BM_FirstFrameNeverSeen(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        removeIndexes(g.big);
+        state.ResumeTiming();
+        DvsFileReader::Options o;
+        o.persistIndex = false;
+        auto r = DvsFileReader::createFileReader(g.big, o);
+        r->prepareFile();
+        uint64_t start = 0;
+        r->getStartTimestamp(start);
+        auto frame = r->getEventsInRange(start, 33'333);
+        benchmark::DoNotOptimize(frame);
+        state.PauseTiming();
+        state.counters["frame_events"] = static_cast<double>(frame ? frame->size() : 0);
+        r.reset(); // cancels and joins the index thread
+        state.ResumeTiming();
+    }
+}
+
+// 33 ms windows at random places of the indexed file, as the player's seeks do.
+void BM_Range33msIndexed(benchmark::State& state) {
+    static std::unique_ptr<DvsFileReader> r;
+    if (!r) {
+        r = DvsFileReader::createFileReader(g.big);
+        r->waitForIndex();
+    }
+    uint64_t a = 0, b = 0;
+    r->getStartTimestamp(a);
+    r->getEndTimestamp(b);
+    std::mt19937_64 rng(9);
+    // The first read after opening grows the reader's buffers; time it apart from the rest.
+    const auto w0 = std::chrono::steady_clock::now();
+    r->getEventsInRange(a + (b - a) / 3, 33'333);
+    state.counters["first_ms"] = seconds(w0) * 1e3;
+    double maxMs = 0;
+    uint64_t events = 0;
+    for (auto _ : state) {
+        const uint64_t s = a + rng() % (b - a - 33'333);
+        const auto t0 = std::chrono::steady_clock::now();
+        auto frame = r->getEventsInRange(s, 33'333);
+        maxMs = std::max(maxMs, seconds(t0) * 1e3);
+        events += frame->size();
+    }
+    state.counters["max_ms"] = maxMs;
+    state.counters["events_per_frame"] = static_cast<double>(events) / static_cast<double>(state.iterations());
+}
+
+void BM_Cut5sOf1GB(benchmark::State& state) {
+    auto r = DvsFileReader::createFileReader(g.oneGb);
+    r->waitForIndex();
+    uint64_t a = 0, b = 0;
+    r->getStartTimestamp(a);
+    r->getEndTimestamp(b);
+    const uint64_t from = a + (b - a) / 2;
+    const std::string out = g.dir + "/cut.raw";
+    for (auto _ : state) {
+        if (!r->exportRawRange(from, from + 5'000'000, out))
+            state.SkipWithError(r->lastError().c_str());
+    }
+    state.counters["cut_MB"] = static_cast<double>(fs::file_size(out)) / 1e6;
+    fs::remove(out);
+}
+
+// What `quorvel info` does on an indexed file: open, load the index, read the counts.
+void BM_InfoIndexed(benchmark::State& state) {
+    { // make sure a saved index exists
+        auto r = DvsFileReader::createFileReader(g.big);
+        r->waitForIndex();
+    }
+    for (auto _ : state) {
+        auto r = DvsFileReader::createFileReader(g.big);
+        DvsFileStats s;
+        r->getFileStats(s);
+        benchmark::DoNotOptimize(s);
+    }
+}
+
+} // namespace
+
+BENCHMARK(BM_IndexBuild)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
+BENCHMARK(BM_FirstFrameNeverSeen)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
+BENCHMARK(BM_InfoIndexed)->Unit(benchmark::kMillisecond)->Iterations(10)->UseRealTime();
+BENCHMARK(BM_Range33msIndexed)->Unit(benchmark::kMillisecond)->Iterations(200)->UseRealTime();
+BENCHMARK(BM_Cut5sOf1GB)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    try {
+        makeFiles();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "qv-bench-file: cannot make the inputs: %s\n", e.what());
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    if (!std::getenv("QV_BENCH_KEEP")) {
+        std::error_code ec;
+        if (g.ownDir)
+            fs::remove_all(g.dir, ec);
+        else
+            for (const auto& f : {g.big, g.oneGb, RawIndex::besidePath(g.big), RawIndex::besidePath(g.oneGb)})
+                fs::remove(f, ec);
+    }
+    return 0;
+}
