@@ -147,7 +147,9 @@ TEST(CameraStreaming, PollingDeliversOrderedEventsAndStatisticsOnceASecond) {
     std::lock_guard l(mu);
     ASSERT_GE(stats.size(), 2u);
     const double gap = std::chrono::duration<double>(stats[1].when - stats[0].when).count();
-    EXPECT_NEAR(gap, 1.0, 0.15);
+    // Once a second; a heavily loaded machine may deschedule the streaming thread for a while.
+    EXPECT_GT(gap, 0.95);
+    EXPECT_LT(gap, 1.35);
     // The rate is what was delivered over that second (both counted on the streaming thread).
     const double rate = (stats[1].delivered - stats[0].delivered) / gap;
     EXPECT_NEAR(static_cast<double>(stats[1].info.eventRate), rate, rate * 0.03);
@@ -308,7 +310,10 @@ TEST(ReplayCamera, PlaysTheRecordingInRealTimeAsALiveCamera) {
     EXPECT_TRUE(mism.first == got.end()) << "first difference at " << (mism.first - got.begin()) << " of " << got.size()
                                          << ": t=" << mism.first->timestamp << " x=" << mism.first->x << " vs t="
                                          << mism.second->timestamp << " x=" << mism.second->x;
-    EXPECT_NEAR(static_cast<double>(got.back().timestamp), wall * 1e6, 150000.0);
+    // Paced by the wall clock: never ahead of it, and not far behind (the margin is for a loaded
+    // machine; a replay does not skip ahead the way a simulated sensor does).
+    EXPECT_LE(static_cast<double>(got.back().timestamp), wall * 1e6 + 20000.0);
+    EXPECT_GT(static_cast<double>(got.back().timestamp), wall * 1e6 - 350000.0);
 
     // Played on past its end it loops, with time moving on.
     ASSERT_EQ(cam->start(), 0);

@@ -4,6 +4,7 @@
 #include "quorvel/Logger.h"
 
 #include <algorithm>
+#include <pthread.h>
 
 namespace quorvel::detail {
 
@@ -183,6 +184,7 @@ bool CameraCore::stop() {
 }
 
 void CameraCore::run() {
+    pthread_setname_np(pthread_self(), "qv-stream");
     std::vector<Event2D> ev, batch;
     std::vector<EventTriggerIn> tr, batchTr;
     const auto wall0 = std::chrono::steady_clock::now();
@@ -290,7 +292,14 @@ void CameraCore::deliver(std::vector<Event2D>& batch, std::vector<EventTriggerIn
     const Event2D* b = batch.data();
     const Event2D* e = b + batch.size();
     m_statEvents += batch.size();
-    m_statBytes += encodedSize(b, e);
+    bool wantStats;
+    {
+        std::lock_guard lock(m_cbMutex);
+        wantStats = static_cast<bool>(m_statCb);
+    }
+    // The size estimate costs a pass over the events; only statistics listeners need it.
+    if (wantStats)
+        m_statBytes += encodedSize(b, e);
     {
         std::lock_guard c(m_counterMutex);
         m_counters.produced += produced;
