@@ -4,6 +4,7 @@
 
 #include "camera/CameraCore.h"
 #include "quorvel/DvsCameraManager.h"
+#include "quorvel/VirtualCameras.h"
 #include "quorvel/raw/RawFileWriter.h"
 #include "sim/SimulatedSensor.h"
 
@@ -322,4 +323,47 @@ TEST(ReplayCamera, PlaysTheRecordingInRealTimeAsALiveCamera) {
     EXPECT_TRUE(ordered(got));
     EXPECT_GT(got.back().timestamp, recorded.back().timestamp);
     EXPECT_GT(got.size(), recorded.size());
+}
+
+TEST(CameraStreaming, UnpluggedCameraEndsItsStreamAndLeavesTheList) {
+    EnvGuard g("QUORVEL_VIRTUAL_CAMERAS");
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    DvsCameraManager m;
+    auto cam = m.openCamera("QVSIM-DVS-0001");
+    ASSERT_TRUE(cam);
+    ASSERT_EQ(cam->start(), 0);
+    std::thread cable([] {
+        std::this_thread::sleep_for(300ms);
+        setVirtualCameraPlugged("QVSIM-DVS-0001", false);
+    });
+    // The application's pull loop: poll, then ask whether the camera is still there.
+    std::vector<Event2D> batch;
+    size_t rounds = 0, events = 0;
+    const auto t0 = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() - t0 < 3s) {
+        if (cam->getEvents(batch))
+            events += batch.size();
+        ++rounds;
+        std::this_thread::sleep_for(30ms);
+        if (!cam->isConnected())
+            break;
+    }
+    cable.join();
+    EXPECT_FALSE(cam->isConnected());
+    EXPECT_GT(events, 0u);
+    EXPECT_LT(rounds, 40u);
+    EXPECT_NE(cam->lastError().find("unplugged"), std::string::npos);
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(cam->isStreaming());
+    EXPECT_EQ(cam->start(), -1);
+    EXPECT_EQ(m.getCameraDescs().size(), 1u);
+    EXPECT_FALSE(m.openFusionCamera("QVSIM-DVS-0001"));
+
+    EXPECT_TRUE(setVirtualCameraPlugged("QVSIM-DVS-0001", true));
+    EXPECT_FALSE(setVirtualCameraPlugged("NOPE", true));
+    EXPECT_EQ(m.getCameraDescs().size(), 2u);
+    EXPECT_TRUE(cam->isConnected());
+    ASSERT_EQ(cam->start(), 0);
+    EXPECT_FALSE(poll(*cam, 200ms).empty());
+    cam->stop();
 }

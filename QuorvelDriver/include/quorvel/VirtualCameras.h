@@ -33,6 +33,11 @@ struct SimulatedCameraOptions {
 };
 
 std::vector<std::string> simulatedSceneNames();
+
+/// Simulates unplugging one of the manager's virtual cameras (plugged = false): it leaves the
+/// camera list, an open handle reports isConnected() false and its stream ends, as with a cable
+/// pulled out. Plugging it back lists it again and lets start() work. False for an unknown serial.
+bool setVirtualCameraPlugged(const std::string& serial, bool plugged);
 std::shared_ptr<DvsCamera> createSimulatedCamera(const SimulatedCameraOptions& options, std::string& error);
 
 } // namespace quorvel

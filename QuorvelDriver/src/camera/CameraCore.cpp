@@ -497,6 +497,14 @@ uint16_t CameraCore::cacheSeconds() const {
     return m_cacheSeconds;
 }
 
+void CameraCore::disconnect(const std::string& reason) {
+    setError(reason);
+    m_connected = false;
+    m_running = false; // the streaming thread ends on its own; stop() or start() joins it
+}
+
+void CameraCore::reconnect() { m_connected = true; }
+
 StreamCounters CameraCore::counters() const {
     std::lock_guard c(m_counterMutex);
     return m_counters;

@@ -90,6 +90,11 @@ public:
     uint16_t cacheSeconds() const;
     uint64_t lastRecordingEvents() const;
 
+    /// The camera is gone (unplugged): the stream ends, isConnected() turns false, start() fails.
+    void disconnect(const std::string& reason);
+    /// Plugged back in: start() works again.
+    void reconnect();
+
     StreamCounters counters() const;
     std::string lastError() const;
     void setError(const std::string& e) const;

@@ -1,6 +1,7 @@
 #include "quorvel/VirtualCameras.h"
 
 #include "camera/CameraCore.h"
+#include "camera/CameraRegistry.h"
 #include "sim/Scene.h"
 
 namespace quorvel {
@@ -9,6 +10,10 @@ std::vector<std::string> simulatedSceneNames() {
     auto names = detail::scenePresetNames();
     names.push_back("stress");
     return names;
+}
+
+bool setVirtualCameraPlugged(const std::string& serial, bool plugged) {
+    return detail::setVirtualCameraPlugged(serial, plugged);
 }
 
 std::shared_ptr<DvsCamera> createSimulatedCamera(const SimulatedCameraOptions& o, std::string& error) {
