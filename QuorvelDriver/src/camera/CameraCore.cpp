@@ -4,6 +4,7 @@
 #include "quorvel/Logger.h"
 
 #include <algorithm>
+#include <pthread.h>
 
 namespace quorvel::detail {
 
@@ -146,7 +147,9 @@ int CameraCore::start() {
         return -1;
     }
     const auto sinceOpen = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_opened);
-    if (!m_source->restart(static_cast<uint64_t>(sinceOpen.count()))) {
+    // A live sensor's clock runs from when it was opened; an offline simulation starts at zero.
+    const uint64_t hint = m_options.realtime ? static_cast<uint64_t>(sinceOpen.count()) : 0;
+    if (!m_source->restart(hint)) {
         setError(m_source->lastError());
         return -2;
     }
@@ -181,6 +184,7 @@ bool CameraCore::stop() {
 }
 
 void CameraCore::run() {
+    pthread_setname_np(pthread_self(), "qv-stream");
     std::vector<Event2D> ev, batch;
     std::vector<EventTriggerIn> tr, batchTr;
     const auto wall0 = std::chrono::steady_clock::now();
@@ -211,8 +215,15 @@ void CameraCore::run() {
                 m_counters.skippedUs += lag;
             }
         }
+        uint32_t chunk = kChunkUs;
+        if (m_options.durationUs) {
+            const uint64_t end = sens0 + m_options.durationUs;
+            if (m_source->now() >= end)
+                break;
+            chunk = static_cast<uint32_t>(std::min<uint64_t>(chunk, end - m_source->now()));
+        }
         refreshSettings();
-        if (!m_source->next(kChunkUs, ev, tr)) {
+        if (!m_source->next(chunk, ev, tr)) {
             const std::string err = m_source->lastError();
             setError(err);
             Logger::Instance().log_(LOG_ERROR, __FILE__, __LINE__, "camera " + m_desc.serial + " lost: " + err);
@@ -281,7 +292,14 @@ void CameraCore::deliver(std::vector<Event2D>& batch, std::vector<EventTriggerIn
     const Event2D* b = batch.data();
     const Event2D* e = b + batch.size();
     m_statEvents += batch.size();
-    m_statBytes += encodedSize(b, e);
+    bool wantStats;
+    {
+        std::lock_guard lock(m_cbMutex);
+        wantStats = static_cast<bool>(m_statCb);
+    }
+    // The size estimate costs a pass over the events; only statistics listeners need it.
+    if (wantStats)
+        m_statBytes += encodedSize(b, e);
     {
         std::lock_guard c(m_counterMutex);
         m_counters.produced += produced;
@@ -478,6 +496,14 @@ uint16_t CameraCore::cacheSeconds() const {
     std::lock_guard lock(m_recMutex);
     return m_cacheSeconds;
 }
+
+void CameraCore::disconnect(const std::string& reason) {
+    setError(reason);
+    m_connected = false;
+    m_running = false; // the streaming thread ends on its own; stop() or start() joins it
+}
+
+void CameraCore::reconnect() { m_connected = true; }
 
 StreamCounters CameraCore::counters() const {
     std::lock_guard c(m_counterMutex);

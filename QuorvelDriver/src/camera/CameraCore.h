@@ -40,6 +40,7 @@ struct CameraCoreOptions {
     bool fusion = false;   ///< adds the APS tool
     bool realtime = true;  ///< pace the source to the wall clock (off for offline generation)
     size_t maxQueuedEvents = 8u << 20;
+    uint64_t durationUs = 0; ///< the stream ends after this much sensor time (0: never)
 };
 
 /// Counts of a stream since start(), for tests and the CLI.
@@ -88,6 +89,11 @@ public:
     bool setCacheTime(uint16_t seconds, const std::string& folder);
     uint16_t cacheSeconds() const;
     uint64_t lastRecordingEvents() const;
+
+    /// The camera is gone (unplugged): the stream ends, isConnected() turns false, start() fails.
+    void disconnect(const std::string& reason);
+    /// Plugged back in: start() works again.
+    void reconnect();
 
     StreamCounters counters() const;
     std::string lastError() const;
