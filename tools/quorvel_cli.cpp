@@ -41,11 +41,13 @@ const char* kUsage =
     "  convert IN OUT                              rewrite as EVT 3.0 .raw, or as .csv\n"
     "  export IN OUT --from-us A --to-us B [--fps N] [--scheme NAME]\n"
     "                                              render A <= t <= B as an H.264 .mp4 video\n"
+    "  simulate [--fusion] OUT [...]               a recording of the simulated sensor (with APS video)\n"
     "\n"
     "Reads EVT 2.0, EVT 2.1, EVT 3.0 .raw files and .dat files. 'quorvel <command> --help' for details.\n";
 
 const std::map<std::string, std::string> kHelp = {
     {"export", quorvel::cli::kExportHelp},
+    {"simulate", quorvel::cli::kSimulateHelp},
     {"info",
      "usage: quorvel info FILE [--json]\n"
      "Prints the format, geometry, serial number, recording date, first and last event time, duration,\n"
@@ -437,6 +439,8 @@ int main(int argc, char** argv) {
             return cmdCut(parseArgs(cmd, argc, argv, 2, {"--from-us", "--to-us"}, false));
         if (cmd == "export")
             return quorvel::cli::runExport(argc, argv, 2);
+        if (cmd == "simulate")
+            return quorvel::cli::runSimulate(argc, argv, 2);
         if (cmd == "index")
             return cmdIndex(parseArgs(cmd, argc, argv, 2, {}, false));
         return cmdConvert(parseArgs(cmd, argc, argv, 2, {}, false));
