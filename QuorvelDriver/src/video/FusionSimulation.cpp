@@ -2,6 +2,8 @@
 
 #include "quorvel/FusionRecordingWriter.h"
 #include "quorvel/raw/RawFileWriter.h"
+
+#include "ApsRender.h"
 #include "sim/Scene.h"
 #include "sim/SimulatedSensor.h"
 
@@ -10,42 +12,6 @@
 
 namespace quorvel {
 
-namespace {
-
-// Grey level of a log intensity: the scene spans about -1.6 .. 1.6 around the background, which
-// this maps onto most of 0 .. 255 the way a camera's log-like tone curve would.
-inline unsigned char toGrey(float logI) {
-    return static_cast<unsigned char>(std::clamp(128.0f + 70.0f * logI, 0.0f, 255.0f) + 0.5f);
-}
-
-// Renders the APS frame: each APS pixel looks up the DVS position the inverse calibration gives.
-void renderAps(const std::vector<float>& logI, int dvsW, int dvsH, const FusionSimulationOptions& o, ApsFrame& f) {
-    const int w = f.getWidth(), h = f.getHeight();
-    const double inv = 1.0 / o.apsScale;
-    for (int v = 0; v < h; ++v) {
-        // The APS pixel u holds what DVS pixel (u - shift) / scale shows (pixel corners at
-        // integers, so truncating the forward mapping lands DVS pixel x on APS pixel u).
-        const double yd = std::clamp((v + 0.5 - o.apsShiftY) * inv - 0.5, 0.0, dvsH - 1.0);
-        const int y0 = std::min(static_cast<int>(yd), dvsH - 1), y1 = std::min(y0 + 1, dvsH - 1);
-        const float fy = static_cast<float>(yd - y0);
-        unsigned char* row = f.data() + static_cast<size_t>(v) * w * 3;
-        for (int u = 0; u < w; ++u) {
-            const double xd = std::clamp((u + 0.5 - o.apsShiftX) * inv - 0.5, 0.0, dvsW - 1.0);
-            const int x0 = std::min(static_cast<int>(xd), dvsW - 1), x1 = std::min(x0 + 1, dvsW - 1);
-            const float fx = static_cast<float>(xd - x0);
-            const float* r0 = logI.data() + static_cast<size_t>(y0) * dvsW;
-            const float* r1 = logI.data() + static_cast<size_t>(y1) * dvsW;
-            const float top = r0[x0] + (r0[x1] - r0[x0]) * fx;
-            const float bottom = r1[x0] + (r1[x1] - r1[x0]) * fx;
-            const unsigned char g = toGrey(top + (bottom - top) * fy);
-            row[u * 3 + 0] = g;
-            row[u * 3 + 1] = g;
-            row[u * 3 + 2] = g;
-        }
-    }
-}
-
-} // namespace
 
 bool simulateRecording(const std::string& base, const FusionSimulationOptions& o, FusionSimulationResult& result,
                        std::string& error) {
@@ -87,23 +53,17 @@ bool simulateRecording(const std::string& base, const FusionSimulationOptions& o
     RawFileWriter eventsOnly;
     ApsFrame frame;
     if (o.fusion) {
-        const int apsW = static_cast<int>(std::lround(o.width * o.apsScale / 2.0)) * 2;
-        const int apsH = static_cast<int>(std::lround(o.height * o.apsScale / 2.0)) * 2;
         FusionRecordingWriter::Options fo;
         fo.raw = raw;
-        fo.calibration.affine = {o.apsScale, 0.0, o.apsShiftX, 0.0, o.apsScale, o.apsShiftY};
-        fo.calibration.dvsWidth = o.width;
-        fo.calibration.dvsHeight = o.height;
-        fo.calibration.apsWidth = apsW;
-        fo.calibration.apsHeight = apsH;
+        fo.calibration = video::simulatedCalibration(o.width, o.height, o.apsScale, o.apsShiftX, o.apsShiftY);
         fo.video.nominalFps = o.apsFps;
         if (!fusion.open(b, fo)) {
             error = fusion.lastError();
             return false;
         }
-        frame.reshape(apsW, apsH);
-        result.apsWidth = apsW;
-        result.apsHeight = apsH;
+        frame.reshape(fo.calibration.apsWidth, fo.calibration.apsHeight);
+        result.apsWidth = fo.calibration.apsWidth;
+        result.apsHeight = fo.calibration.apsHeight;
         result.calibration = fo.calibration;
     } else if (!eventsOnly.open(b + ".raw", raw)) {
         error = eventsOnly.lastError();
@@ -125,8 +85,8 @@ bool simulateRecording(const std::string& base, const FusionSimulationOptions& o
     while (sensor.now() < end) {
         const uint64_t nextFrame = o.startUs + static_cast<uint64_t>(std::llround(frameIndex * frameUs));
         if (o.fusion && sensor.now() >= nextFrame) {
-            sensor.sceneLogIntensity(logI);
-            renderAps(logI, o.width, o.height, o, frame);
+            sensor.sceneLogIntensityAt(sensor.now(), logI);
+            video::renderApsFrame(logI, o.width, o.height, result.calibration, 0.0f, frame);
             frame.setTimestamp(sensor.now());
             frame.setSequence(frameIndex);
             if (!fusion.writeFrame(frame))
