@@ -50,7 +50,9 @@ const std::map<std::string, std::string> kHelp = {
      "Runs the simulated sensor offline (as fast as it can) for N seconds of sensor time and writes\n"
      "what it sees, after its tools, into OUT.raw (EVT 3.0). Scenes: default, busy, bars, rotor,\n"
      "flicker, noise, static, and stress (a fixed-rate generator of --rate events a second, default\n"
-     "100000000). Geometry defaults to 640x480. The same seed gives the same file content.\n"},
+     "100000000). Geometry defaults to 640x480. The same seed gives the same file content.\n"
+     "With --fusion it writes a fusion recording instead (OUT.raw, OUT.mp4, OUT.json); see\n"
+     "'quorvel simulate --fusion --help'.\n"},
 };
 
 struct Fail {
@@ -300,6 +302,11 @@ std::optional<int> runCameraCommand(int argc, char** argv) {
     const auto help = kHelp.find(cmd);
     if (help == kHelp.end())
         return std::nullopt;
+    // A fusion recording (events with APS video and calibration) is made by the video commands.
+    if (cmd == "simulate")
+        for (int i = 2; i < argc; ++i)
+            if (std::strcmp(argv[i], "--fusion") == 0)
+                return std::nullopt;
     for (int i = 2; i < argc; ++i)
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
             std::fputs(help->second.c_str(), stdout);

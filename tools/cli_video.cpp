@@ -1,12 +1,15 @@
 #include "cli_video.h"
 
 #include "quorvel/DvsFileReader.h"
+#include "quorvel/FusionSimulation.h"
 #include "quorvel/VideoExporter.h"
 
 #include <atomic>
 #include <charconv>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -111,6 +114,85 @@ int runExport(int argc, char** argv, int first) {
     std::printf("%s: %llu frames, %dx%d, %d fps, %.3f s\n", positional[1].c_str(),
                 static_cast<unsigned long long>(exporter.framesWritten()), w, h, options.fps,
                 static_cast<double>(exporter.framesWritten()) / options.fps);
+    return 0;
+}
+
+const char* const kSimulateHelp =
+    "usage: quorvel simulate [--fusion] OUT [--duration-s S] [--scene NAME] [--width W] [--height H]\n"
+    "                        [--seed N] [--start-us T]\n"
+    "Writes what the simulated sensor sees of a synthetic scene (moving bars, a rotor, a flickering\n"
+    "light, background activity) as OUT.raw (EVT 3.0). With --fusion also OUT.mp4, the APS frames of the\n"
+    "same scene at 30 fps (H.264; frame times and the APS time offset on the event clock), and OUT.json,\n"
+    "the calibration mapping DVS pixels onto the 1.25 times finer, slightly shifted APS image. OUT may\n"
+    "end in .raw, .mp4 or .json. Defaults: 2 s, scene default, 640x480, seed 1, start 0 us. Scenes:\n"
+    "default, busy, bars, rotor, flicker, noise, static.\n";
+
+int runSimulate(int argc, char** argv, int first) {
+    FusionSimulationOptions o;
+    o.fusion = false;
+    std::vector<std::string> positional;
+    for (int i = first; i < argc; ++i) {
+        const std::string a = argv[i];
+        if (a == "--fusion") {
+            o.fusion = true;
+            continue;
+        }
+        const bool valued = a == "--duration-s" || a == "--seconds" || a == "--scene" || a == "--width" || a == "--height" ||
+                            a == "--seed" || a == "--start-us";
+        if (valued) {
+            if (i + 1 >= argc)
+                return error(a + " needs a value");
+            const std::string v = argv[++i];
+            uint64_t n = 0;
+            if (a == "--scene") {
+                o.scene = v;
+            } else if (a == "--duration-s" || a == "--seconds") { // --seconds as for plain simulate
+                char* endp = nullptr;
+                const double s = std::strtod(v.c_str(), &endp);
+                if (v.empty() || *endp != '\0' || !(s > 0 && s <= 3600))
+                    return error("invalid value for --duration-s: '" + v + "' (expected seconds, 0 < S <= 3600)");
+                o.durationUs = static_cast<uint64_t>(std::llround(s * 1e6));
+            } else if (!parseNumber(v, n)) {
+                return error("invalid value for " + a + ": '" + v + "' (expected a whole number)");
+            } else if (a == "--width" || a == "--height") {
+                if (n < 16 || n > 4096)
+                    return error(a + " must be within 16 .. 4096");
+                (a == "--width" ? o.width : o.height) = static_cast<uint16_t>(n);
+            } else if (a == "--seed") {
+                o.seed = n;
+            } else {
+                o.startUs = n;
+            }
+        } else if (a.size() > 1 && a[0] == '-') {
+            return error("unknown option '" + a + "' for simulate (see quorvel simulate --help)");
+        } else {
+            positional.push_back(a);
+        }
+    }
+    if (positional.size() != 1)
+        return error("simulate needs exactly one OUT");
+    const bool showProgress = ::isatty(2) == 1;
+    o.progress = [showProgress](double p) {
+        if (showProgress)
+            std::fprintf(stderr, "\rsimulating %3.0f%%", p * 100.0);
+        return !g_interrupted.load();
+    };
+    struct sigaction sa {};
+    sa.sa_handler = onInterrupt;
+    sigaction(SIGINT, &sa, nullptr);
+    sigaction(SIGTERM, &sa, nullptr);
+    FusionSimulationResult r;
+    std::string err;
+    const bool ok = simulateRecording(positional[0], o, r, err);
+    if (showProgress)
+        std::fprintf(stderr, "\r%*s\r", 20, "");
+    if (!ok)
+        return error(err);
+    std::printf("%llu events, %dx%d, %.3f s", static_cast<unsigned long long>(r.events), o.width, o.height,
+                static_cast<double>(o.durationUs) / 1e6);
+    if (o.fusion)
+        std::printf("; %llu APS frames, %dx%d", static_cast<unsigned long long>(r.frames), r.apsWidth, r.apsHeight);
+    std::printf("\n");
     return 0;
 }
 

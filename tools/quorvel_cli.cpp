@@ -48,6 +48,7 @@ const char* kUsage =
 
 const std::map<std::string, std::string> kHelp = {
     {"export", quorvel::cli::kExportHelp},
+    {"simulate", quorvel::cli::kSimulateHelp},
     {"info",
      "usage: quorvel info FILE [--json]\n"
      "Prints the format, geometry, serial number, recording date, first and last event time, duration,\n"
@@ -441,6 +442,8 @@ int main(int argc, char** argv) {
             return cmdCut(parseArgs(cmd, argc, argv, 2, {"--from-us", "--to-us"}, false));
         if (cmd == "export")
             return quorvel::cli::runExport(argc, argv, 2);
+        if (cmd == "simulate")
+            return quorvel::cli::runSimulate(argc, argv, 2);
         if (cmd == "index")
             return cmdIndex(parseArgs(cmd, argc, argv, 2, {}, false));
         return cmdConvert(parseArgs(cmd, argc, argv, 2, {}, false));

@@ -123,3 +123,43 @@ TEST(CliExport, BadArgumentsFailWithOneLineAndNoFile) {
     EXPECT_EQ(help.code, 0);
     EXPECT_NE(help.out.find("--scheme"), std::string::npos);
 }
+
+TEST(CliSimulate, FusionRecordingThatTheOtherCommandsRead) {
+    TempDir dir;
+    const CliRun r = run("simulate --fusion " + dir.file("sim.mp4") + " --duration-s 0.4 --scene bars --width 320 "
+                                                                      "--height 240 --start-us 1000000",
+                         dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("12 APS frames, 400x300"), std::string::npos) << r.out;
+    for (const char* ext : {".raw", ".mp4", ".json"})
+        EXPECT_TRUE(std::filesystem::exists(dir.file(std::string("sim") + ext))) << ext;
+    auto v = ApsFileReader::createFileReader(dir.file("sim.mp4"));
+    ASSERT_TRUE(v);
+    EXPECT_EQ(v->getApsTimeOffset(), 1'000'000u);
+    EXPECT_EQ(v->getFrameCount(), 12u);
+
+    const CliRun info = run("info " + dir.file("sim.raw"), dir);
+    EXPECT_EQ(info.code, 0) << info.err;
+    EXPECT_NE(info.out.find("320x240"), std::string::npos);
+    const CliRun ex = run("export " + dir.file("sim.raw") + " " + dir.file("sim-events.mp4"), dir);
+    EXPECT_EQ(ex.code, 0) << ex.err;
+
+    // Events only without --fusion.
+    const CliRun dvs = run("simulate " + dir.file("plain") + " --duration-s 0.1 --width 64 --height 48", dir);
+    ASSERT_EQ(dvs.code, 0) << dvs.err;
+    EXPECT_TRUE(std::filesystem::exists(dir.file("plain.raw")));
+    EXPECT_FALSE(std::filesystem::exists(dir.file("plain.mp4")));
+
+    for (const auto& [args, text] : std::vector<std::pair<std::string, std::string>>{
+             {"simulate --fusion " + dir.file("x") + " --scene moon", "unknown scene"},
+             {"simulate --fusion " + dir.file("x") + " --duration-s -1", "--duration-s"},
+             {"simulate --fusion " + dir.file("x") + " --width 8", "--width"},
+             {"simulate --fusion", "exactly one OUT"},
+         }) {
+        SCOPED_TRACE(args);
+        const CliRun bad = run(args, dir);
+        EXPECT_EQ(bad.code, 1);
+        EXPECT_NE(bad.err.find(text), std::string::npos) << bad.err;
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir.file("x.raw")));
+}

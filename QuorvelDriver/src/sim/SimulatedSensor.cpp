@@ -486,4 +486,12 @@ void SimulatedSensor::triggers(uint64_t fromUs, uint64_t toUs, std::vector<Event
                      [](const EventTriggerIn& a, const EventTriggerIn& b) { return a.timestamp < b.timestamp; });
 }
 
+void SimulatedSensor::sceneLogIntensityAt(uint64_t tUs, std::vector<float>& out) {
+    prepareKnots(static_cast<double>(tUs), 0); // a single knot at tUs
+    out.resize(static_cast<size_t>(m_w) * m_h);
+    for (int y = 0; y < m_h; ++y)
+        for (int x = 0; x < m_w; ++x)
+            out[static_cast<size_t>(y) * m_w + x] = evalAt(x, y, 0);
+}
+
 } // namespace quorvel::detail

@@ -49,6 +49,10 @@ public:
     /// Appends the trigger-input edges (both channels) of [fromUs, toUs).
     void triggers(uint64_t fromUs, uint64_t toUs, std::vector<EventTriggerIn>& out) const;
     uint64_t now() const { return m_now; }
+    /// The scene's log intensity at `tUs`, one value a pixel, row by row: what an intensity sensor
+    /// looking at the same scene sees (the fusion camera's APS). Leaves the event state and now()
+    /// alone: the next generate() prepares its own slice.
+    void sceneLogIntensityAt(uint64_t tUs, std::vector<float>& out);
 
     // What the biases currently mean, for tests and the benchmark table.
     float onThreshold() const { return m_thOn; }
