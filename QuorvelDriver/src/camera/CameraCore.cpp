@@ -1,0 +1,465 @@
+#include "camera/CameraCore.h"
+
+#include "quorvel/JsonUtils.h"
+#include "quorvel/Logger.h"
+
+#include <algorithm>
+
+namespace quorvel::detail {
+
+namespace {
+constexpr uint32_t kChunkUs = 2000;
+constexpr uint32_t kMinIntervalUs = 100;
+constexpr uint32_t kMaxIntervalUs = 1000000;
+constexpr size_t kMaxSpare = 8;
+} // namespace
+
+CameraCore::CameraCore(CameraDescription desc, std::unique_ptr<EventSource> source, const CameraCoreOptions& options)
+    : m_desc(std::move(desc)), m_source(std::move(source)), m_options(options), m_width(m_source->width()),
+      m_height(m_source->height()), m_pipeline(m_width, m_height) {
+    m_desc.width = m_width;
+    m_desc.height = m_height;
+    if (m_source->hasBiases())
+        m_tools[TOOL_BIASES] = makeBiasesTool();
+    m_tools[TOOL_TRIGGER_IN] = makeTriggerInTool();
+    m_tools[TOOL_ANTI_FLICKER] = makeAntiFlickerTool();
+    m_tools[TOOL_EVENT_TRAIL_FILTER] = makeEventTrailFilterTool();
+    m_tools[TOOL_EVENT_RATE_CONTROL] = makeEventRateControlTool();
+    m_tools[TOOL_ROI] = makeRoiTool(m_width, m_height);
+    if (m_options.fusion)
+        m_tools[TOOL_APS] = makeApsTool();
+    m_toolGenerations.assign(m_tools.size(), UINT64_MAX);
+}
+
+CameraCore::~CameraCore() {
+    stop();
+    std::unique_ptr<Recorder> rec;
+    {
+        std::lock_guard lock(m_recMutex);
+        rec = std::move(m_recorder);
+    }
+    if (rec) {
+        std::string err;
+        rec->finish(err);
+    }
+}
+
+std::shared_ptr<ParameterTool> CameraCore::tool(ToolType type) const {
+    auto it = m_tools.find(type);
+    return it == m_tools.end() ? nullptr : it->second;
+}
+
+std::vector<ToolInfo> CameraCore::toolsInfo() const {
+    std::vector<ToolInfo> out;
+    for (const auto& [type, t] : m_tools)
+        out.push_back(t->getToolInfo());
+    return out;
+}
+
+void CameraCore::setError(const std::string& e) const {
+    std::lock_guard lock(m_errorMutex);
+    m_error = e;
+}
+
+std::string CameraCore::lastError() const {
+    std::lock_guard lock(m_errorMutex);
+    return m_error;
+}
+
+bool CameraCore::loadConfig(const std::string& path) {
+    Json doc;
+    std::string err;
+    if (!readJsonFile(path, doc, &err)) {
+        setError(err);
+        return false;
+    }
+    if (!doc.is_object()) {
+        setError("'" + path + "' is not a camera configuration (a JSON object of tool sections)");
+        return false;
+    }
+    // Check every section first and apply only when all are acceptable, so a bad file changes
+    // nothing.
+    std::map<ToolType, ValueMap> changes;
+    for (const auto& [type, t] : m_tools) {
+        auto it = doc.find(toolSectionKey(type));
+        if (it == doc.end())
+            continue;
+        ValueMap ch;
+        if (!t->changesFromJson(*it, ch, err) || !t->validate(ch, err)) {
+            setError("'" + path + "': " + err);
+            return false;
+        }
+        changes[type] = std::move(ch);
+    }
+    for (const auto& [type, ch] : changes)
+        if (!m_tools[type]->apply(ch, err)) {
+            setError("'" + path + "': " + err);
+            return false;
+        }
+    return true;
+}
+
+bool CameraCore::exportConfig(const std::string& path) {
+    Json doc = Json::object();
+    for (const auto& [type, t] : m_tools)
+        doc[toolSectionKey(type)] = t->toJson();
+    std::string err;
+    if (!writeJsonFile(path, doc, &err)) {
+        setError(err);
+        return false;
+    }
+    return true;
+}
+
+void CameraCore::refreshSettings() {
+    bool changed = false;
+    size_t i = 0;
+    for (const auto& [type, t] : m_tools) {
+        const uint64_t g = t->generation();
+        if (g != m_toolGenerations[i]) {
+            m_toolGenerations[i] = g;
+            changed = true;
+        }
+        ++i;
+    }
+    if (!changed)
+        return;
+    std::vector<std::shared_ptr<ParameterTool>> list;
+    for (const auto& [type, t] : m_tools)
+        list.push_back(t);
+    const PipelineSettings s = readPipelineSettings(list, m_width, m_height);
+    m_pipeline.configure(s);
+    if (m_source->hasBiases())
+        m_source->setBiases(s.biases);
+}
+
+int CameraCore::start() {
+    std::lock_guard lock(m_runMutex);
+    if (m_running)
+        return 0;
+    if (m_thread.joinable())
+        m_thread.join(); // a stream that ended on its own
+    if (!m_connected) {
+        setError("camera " + m_desc.serial + " is not connected");
+        return -1;
+    }
+    const auto sinceOpen = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_opened);
+    if (!m_source->restart(static_cast<uint64_t>(sinceOpen.count()))) {
+        setError(m_source->lastError());
+        return -2;
+    }
+    std::fill(m_toolGenerations.begin(), m_toolGenerations.end(), UINT64_MAX);
+    refreshSettings();
+    {
+        std::lock_guard c(m_counterMutex);
+        m_counters = {};
+    }
+    m_running = true;
+    m_thread = std::thread([this] { run(); });
+    return 0;
+}
+
+bool CameraCore::stop() {
+    std::lock_guard lock(m_runMutex);
+    const bool was = m_running.exchange(false);
+    if (m_thread.joinable())
+        m_thread.join();
+    return was;
+}
+
+void CameraCore::run() {
+    std::vector<Event2D> ev, batch;
+    std::vector<EventTriggerIn> tr, batchTr;
+    const auto wall0 = std::chrono::steady_clock::now();
+    const uint64_t sens0 = m_source->now();
+    uint64_t batchStart = sens0, batchProduced = 0;
+    m_statStart = wall0;
+    m_statEvents = m_statBytes = 0;
+    m_encY = UINT32_MAX;
+    m_encHigh = m_encLow = UINT64_MAX;
+    while (m_running.load(std::memory_order_relaxed)) {
+        const auto now = std::chrono::steady_clock::now();
+        statistics(now);
+        if (m_options.realtime) {
+            // A sensor cannot run ahead of the wall clock; when the source is slower than real
+            // time the stream simply lags (and the statistics show the lower rate).
+            const uint64_t target =
+                sens0 + static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now - wall0).count());
+            if (m_source->now() >= target) {
+                const uint64_t ahead = m_source->now() - target;
+                std::this_thread::sleep_for(std::chrono::microseconds(std::min<uint64_t>(ahead + 200, 20000)));
+                continue;
+            }
+        }
+        refreshSettings();
+        if (!m_source->next(kChunkUs, ev, tr)) {
+            const std::string err = m_source->lastError();
+            setError(err);
+            Logger::Instance().log_(LOG_ERROR, __FILE__, __LINE__, "camera " + m_desc.serial + " lost: " + err);
+            m_connected = false;
+            break;
+        }
+        batchProduced += ev.size();
+        m_pipeline.process(ev, tr);
+        batch.insert(batch.end(), ev.begin(), ev.end());
+        batchTr.insert(batchTr.end(), tr.begin(), tr.end());
+        if (m_source->now() - batchStart >= m_intervalUs.load(std::memory_order_relaxed)) {
+            deliver(batch, batchTr, batchProduced);
+            batchStart = m_source->now();
+            batchProduced = 0;
+        }
+    }
+    deliver(batch, batchTr, batchProduced);
+    m_running = false;
+}
+
+uint64_t CameraCore::encodedSize(const Event2D* b, const Event2D* e) {
+    // Words our EVT 3.0 writer spends on these events when it writes each one as ADDR_X: the time
+    // words for every change of time (one TIME_HIGH per 4096 µs step), ADDR_Y on every row change
+    // and one ADDR_X per event. Vector words make real files somewhat smaller on dense edges.
+    uint64_t words = 0;
+    for (const Event2D* p = b; p != e; ++p) {
+        const uint64_t high = p->timestamp >> 12, low = p->timestamp & 0xFFF;
+        if (high != m_encHigh) {
+            words += m_encHigh == UINT64_MAX ? 1 : std::min<uint64_t>(high - m_encHigh, 1u << 20);
+            m_encHigh = high;
+            m_encLow = UINT64_MAX;
+        }
+        if (low != m_encLow) {
+            ++words;
+            m_encLow = low;
+        }
+        if (p->y != m_encY) {
+            ++words;
+            m_encY = p->y;
+        }
+        ++words;
+    }
+    return words * 2;
+}
+
+void CameraCore::statistics(std::chrono::steady_clock::time_point now) {
+    const auto elapsed = now - m_statStart;
+    if (elapsed < std::chrono::seconds(1))
+        return;
+    const double sec = std::chrono::duration<double>(elapsed).count();
+    const QvStatisticInfo info(static_cast<uint64_t>(m_statBytes / sec), static_cast<uint64_t>(m_statEvents / sec));
+    m_statStart = now;
+    m_statEvents = m_statBytes = 0;
+    StatisticCallbackFn cb;
+    {
+        std::lock_guard lock(m_cbMutex);
+        cb = m_statCb;
+    }
+    if (cb)
+        cb(info);
+}
+
+void CameraCore::deliver(std::vector<Event2D>& batch, std::vector<EventTriggerIn>& batchTr, uint64_t produced) {
+    const Event2D* b = batch.data();
+    const Event2D* e = b + batch.size();
+    m_statEvents += batch.size();
+    m_statBytes += encodedSize(b, e);
+    {
+        std::lock_guard c(m_counterMutex);
+        m_counters.produced += produced;
+        m_counters.delivered += batch.size();
+        m_counters.triggers += batchTr.size();
+        m_counters.filtered = m_pipeline.dropped();
+    }
+    if (batch.empty() && batchTr.empty())
+        return;
+
+    // Callbacks are called without the lock, so they may add callbacks or call into the camera.
+    std::vector<EventsCallbackFn> evCbs;
+    std::vector<TriggerCallbackFn> trCbs;
+    {
+        std::lock_guard lock(m_cbMutex);
+        for (const auto& [id, fn] : m_eventCbs)
+            evCbs.push_back(fn);
+        if (!batchTr.empty())
+            for (const auto& [id, fn] : m_triggerCbs)
+                trCbs.push_back(fn);
+    }
+    if (!batch.empty())
+        for (auto& fn : evCbs)
+            fn(b, e);
+    for (const EventTriggerIn& t : batchTr)
+        for (auto& fn : trCbs)
+            fn(t);
+
+    {
+        std::lock_guard lock(m_recMutex);
+        if (m_cache)
+            m_cache->append(b, e, batchTr.data(), batchTr.data() + batchTr.size());
+        if (m_recorder && !m_recorder->failed() &&
+            !m_recorder->push(b, e, batchTr.data(), batchTr.data() + batchTr.size()))
+            setError("recording '" + m_recorder->path() + "' failed: " + m_recorder->error());
+    }
+
+    if (!batch.empty()) {
+        std::lock_guard lock(m_queueMutex);
+        m_queued += batch.size();
+        std::vector<Event2D> next;
+        if (!m_spare.empty()) {
+            next = std::move(m_spare.back());
+            m_spare.pop_back();
+        }
+        m_queue.push_back(std::move(batch));
+        batch = std::move(next);
+        // Nobody is reading fast enough: drop the oldest batches, as a sensor's FIFO would, and
+        // count them.
+        while (m_queued > m_options.maxQueuedEvents && m_queue.size() > 1) {
+            m_queued -= m_queue.front().size();
+            {
+                std::lock_guard c(m_counterMutex);
+                m_counters.queueDropped += m_queue.front().size();
+            }
+            m_queue.front().clear();
+            if (m_spare.size() < kMaxSpare)
+                m_spare.push_back(std::move(m_queue.front()));
+            m_queue.pop_front();
+        }
+    }
+    batch.clear();
+    batchTr.clear();
+}
+
+bool CameraCore::getEvents(std::vector<Event2D>& out) {
+    std::lock_guard lock(m_queueMutex);
+    if (m_queue.empty()) {
+        out.clear();
+        return false;
+    }
+    if (m_queue.size() == 1) {
+        out.swap(m_queue.front());
+        m_queue.front().clear();
+        if (m_spare.size() < kMaxSpare)
+            m_spare.push_back(std::move(m_queue.front()));
+    } else {
+        out.clear();
+        out.reserve(m_queued);
+        for (auto& v : m_queue) {
+            out.insert(out.end(), v.begin(), v.end());
+            v.clear();
+            if (m_spare.size() < kMaxSpare)
+                m_spare.push_back(std::move(v));
+        }
+    }
+    m_queue.clear();
+    m_queued = 0;
+    return !out.empty();
+}
+
+int CameraCore::addEventsCallback(EventsCallbackFn fn) {
+    if (!fn)
+        return -1;
+    std::lock_guard lock(m_cbMutex);
+    const int id = m_nextId++;
+    m_eventCbs[id] = std::move(fn);
+    return id;
+}
+
+bool CameraCore::removeEventsCallback(int id) {
+    std::lock_guard lock(m_cbMutex);
+    return m_eventCbs.erase(id) > 0;
+}
+
+int CameraCore::addTriggerCallback(TriggerCallbackFn fn) {
+    if (!fn)
+        return -1;
+    std::lock_guard lock(m_cbMutex);
+    const int id = m_nextId++;
+    m_triggerCbs[id] = std::move(fn);
+    return id;
+}
+
+bool CameraCore::removeTriggerCallback(int id) {
+    std::lock_guard lock(m_cbMutex);
+    return m_triggerCbs.erase(id) > 0;
+}
+
+void CameraCore::setStatisticCallback(StatisticCallbackFn fn) {
+    std::lock_guard lock(m_cbMutex);
+    m_statCb = std::move(fn);
+}
+
+void CameraCore::setTimeInterval(uint32_t us) { m_intervalUs = std::clamp(us, kMinIntervalUs, kMaxIntervalUs); }
+
+bool CameraCore::startRecording(const std::string& path) {
+    std::lock_guard lock(m_recMutex);
+    if (m_recorder) {
+        setError("camera " + m_desc.serial + " is already recording to '" + m_recorder->path() + "'");
+        return false;
+    }
+    RecorderOptions o;
+    o.writer.width = m_width;
+    o.writer.height = m_height;
+    o.writer.serial = m_desc.serial;
+    o.writer.startTime = std::chrono::system_clock::now();
+    o.writer.extraHeader = {{"firmware_version", m_desc.firmware},
+                            {"camera_product", m_desc.product},
+                            {"camera_manufacturer", m_desc.manufacturer}};
+    auto rec = std::make_unique<Recorder>();
+    std::string err;
+    if (!rec->open(path, o, m_cache ? m_cache->snapshot() : CacheSnapshot{}, err)) {
+        setError(err);
+        return false;
+    }
+    m_recorder = std::move(rec);
+    return true;
+}
+
+bool CameraCore::stopRecording() {
+    std::unique_ptr<Recorder> rec;
+    {
+        std::lock_guard lock(m_recMutex);
+        rec = std::move(m_recorder);
+    }
+    if (!rec) {
+        setError("camera " + m_desc.serial + " is not recording");
+        return false;
+    }
+    std::string err;
+    const bool ok = rec->finish(err);
+    {
+        std::lock_guard lock(m_recMutex);
+        m_lastRecordingEvents = rec->eventsWritten();
+    }
+    if (!ok)
+        setError("recording '" + rec->path() + "' failed: " + err);
+    return ok;
+}
+
+bool CameraCore::recording() const {
+    std::lock_guard lock(m_recMutex);
+    return m_recorder && !m_recorder->failed();
+}
+
+uint64_t CameraCore::lastRecordingEvents() const {
+    std::lock_guard lock(m_recMutex);
+    return m_lastRecordingEvents;
+}
+
+bool CameraCore::setCacheTime(uint16_t seconds, const std::string& /*folder*/) {
+    std::lock_guard lock(m_recMutex);
+    if (seconds == 0) {
+        m_cache.reset();
+    } else if (!m_cache || m_cache->keepUs() != static_cast<uint64_t>(seconds) * 1000000) {
+        m_cache = std::make_unique<EventCache>(seconds);
+    }
+    m_cacheSeconds = seconds;
+    return true;
+}
+
+uint16_t CameraCore::cacheSeconds() const {
+    std::lock_guard lock(m_recMutex);
+    return m_cacheSeconds;
+}
+
+StreamCounters CameraCore::counters() const {
+    std::lock_guard c(m_counterMutex);
+    return m_counters;
+}
+
+} // namespace quorvel::detail
