@@ -11,7 +11,9 @@ namespace {
 constexpr uint32_t kChunkUs = 2000;
 constexpr uint32_t kMinIntervalUs = 100;
 constexpr uint32_t kMaxIntervalUs = 1000000;
-constexpr size_t kMaxSpare = 8;
+constexpr size_t kMaxSpare = 16;
+/// How far a simulated sensor may fall behind the wall clock before it skips ahead.
+constexpr uint64_t kMaxLagUs = 200000;
 } // namespace
 
 CameraCore::CameraCore(CameraDescription desc, std::unique_ptr<EventSource> source, const CameraCoreOptions& options)
@@ -154,6 +156,17 @@ int CameraCore::start() {
         std::lock_guard c(m_counterMutex);
         m_counters = {};
     }
+    {
+        // Events of an earlier stream are stale for whoever polls the new one.
+        std::lock_guard q(m_queueMutex);
+        for (auto& v : m_queue) {
+            v.clear();
+            if (m_spare.size() < kMaxSpare)
+                m_spare.push_back(std::move(v));
+        }
+        m_queue.clear();
+        m_queued = 0;
+    }
     m_running = true;
     m_thread = std::thread([this] { run(); });
     return 0;
@@ -190,6 +203,13 @@ void CameraCore::run() {
                 std::this_thread::sleep_for(std::chrono::microseconds(std::min<uint64_t>(ahead + 200, 20000)));
                 continue;
             }
+            // A live sensor never lags: when the simulation cannot keep up (a busy scene on a busy
+            // machine) it skips ahead like a sensor whose readout overflows, and says how much.
+            const uint64_t lag = target - m_source->now();
+            if (lag > kMaxLagUs && m_source->skipTo(target)) {
+                std::lock_guard c(m_counterMutex);
+                m_counters.skippedUs += lag;
+            }
         }
         refreshSettings();
         if (!m_source->next(kChunkUs, ev, tr)) {
@@ -201,6 +221,8 @@ void CameraCore::run() {
         }
         batchProduced += ev.size();
         m_pipeline.process(ev, tr);
+        // Appended rather than swapped in: the batch buffer is sized for a whole interval and
+        // stays so, while growing a fresh one would fault in new pages for every batch.
         batch.insert(batch.end(), ev.begin(), ev.end());
         batchTr.insert(batchTr.end(), tr.begin(), tr.end());
         if (m_source->now() - batchStart >= m_intervalUs.load(std::memory_order_relaxed)) {

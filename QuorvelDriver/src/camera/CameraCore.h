@@ -48,6 +48,7 @@ struct StreamCounters {
     uint64_t delivered = 0; ///< events after the tools' filters
     uint64_t queueDropped = 0;
     uint64_t triggers = 0;
+    uint64_t skippedUs = 0; ///< sensor time skipped because the source fell behind the wall clock
     PipelineCounters filtered;
 };
 

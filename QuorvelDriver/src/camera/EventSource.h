@@ -29,6 +29,9 @@ public:
     virtual bool next(uint32_t durationUs, std::vector<Event2D>& events, std::vector<EventTriggerIn>& triggers) = 0;
     /// Sensor time at which the next slice starts.
     virtual uint64_t now() const = 0;
+    /// Jumps the sensor clock forward to `tUs` without producing the span in between (what a
+    /// sensor whose readout overflows does). False when the source cannot skip (a replay).
+    virtual bool skipTo(uint64_t /*tUs*/) { return false; }
     /// Whether the pixel array has biases (a replay does not).
     virtual bool hasBiases() const { return false; }
     virtual void setBiases(const BiasSettings&) {}

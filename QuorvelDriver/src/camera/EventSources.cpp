@@ -27,6 +27,10 @@ public:
         return true;
     }
     uint64_t now() const override { return m_sensor.now(); }
+    bool skipTo(uint64_t tUs) override {
+        m_sensor.reset(tUs);
+        return true;
+    }
     bool hasBiases() const override { return true; }
     void setBiases(const BiasSettings& b) override { m_sensor.setBiases(b); }
 
@@ -87,6 +91,10 @@ public:
         return true;
     }
     uint64_t now() const override { return m_now; }
+    bool skipTo(uint64_t tUs) override {
+        m_now = std::max(m_now, tUs);
+        return true;
+    }
 
 private:
     uint16_t m_w, m_h;

@@ -127,8 +127,12 @@ void Recorder::run() {
             else
                 failLocked(m_writer.lastError());
             m_bytes = m_writer.bytesWritten();
-            if (m_spare.size() < 4)
-                m_spare.push_back(std::move(item));
+            // Buffers are kept for reuse: large vectors given back to the allocator return to the
+            // kernel, and re-faulting their pages costs more than the encoding itself. Their number
+            // is bounded by the queue's budget.
+            item.events.clear();
+            item.triggers.clear();
+            m_spare.push_back(std::move(item));
         }
         m_cv.notify_all();
     }

@@ -1,0 +1,320 @@
+// Virtual cameras opened through the manager, streamed as the application streams them: listing,
+// polling getEvents, callbacks, statistics, live tool changes, the fusion camera and a recording
+// replayed as a live camera.
+
+#include "camera/CameraCore.h"
+#include "quorvel/DvsCameraManager.h"
+#include "quorvel/raw/RawFileWriter.h"
+#include "sim/SimulatedSensor.h"
+
+#include "SyntheticStream.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <thread>
+
+using namespace quorvel;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct EnvGuard {
+    explicit EnvGuard(const char* name) : m_name(name) {
+        if (const char* v = std::getenv(name))
+            m_old = v;
+    }
+    ~EnvGuard() {
+        if (m_old.empty())
+            unsetenv(m_name);
+        else
+            setenv(m_name, m_old.c_str(), 1);
+    }
+    const char* m_name;
+    std::string m_old;
+};
+
+/// Polls like the application's pull thread (about 33 times a second) for `d`.
+std::vector<Event2D> poll(DvsCamera& cam, std::chrono::milliseconds d) {
+    std::vector<Event2D> all, batch;
+    const auto end = std::chrono::steady_clock::now() + d;
+    while (std::chrono::steady_clock::now() < end) {
+        if (cam.getEvents(batch))
+            all.insert(all.end(), batch.begin(), batch.end());
+        std::this_thread::sleep_for(30ms);
+    }
+    return all;
+}
+
+bool ordered(const std::vector<Event2D>& v) {
+    return std::is_sorted(v.begin(), v.end(), [](const Event2D& a, const Event2D& b) { return a.timestamp < b.timestamp; });
+}
+
+/// A short simulated recording for the replay camera.
+std::vector<Event2D> writeSimRecording(const std::string& path, uint32_t us) {
+    detail::SensorConfig c;
+    detail::scenePreset("default", 640, 480, c.scene);
+    detail::SimulatedSensor s(c);
+    std::vector<Event2D> ev;
+    s.generate(us, ev);
+    RawFileWriter w;
+    RawFileWriter::Options o;
+    o.width = 640;
+    o.height = 480;
+    o.serial = "SIMREC";
+    EXPECT_TRUE(w.open(path, o));
+    EXPECT_TRUE(w.write(ev));
+    EXPECT_TRUE(w.close());
+    return ev;
+}
+
+} // namespace
+
+TEST(CameraManager, ListsTheVirtualCamerasWithEveryField) {
+    EnvGuard g1("QUORVEL_VIRTUAL_CAMERAS"), g2("QUORVEL_REPLAY");
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    unsetenv("QUORVEL_REPLAY");
+    DvsCameraManager m;
+    auto list = m.getCameraDescs();
+    ASSERT_EQ(list.size(), 2u);
+    EXPECT_EQ(list[0].serial, "QVSIM-DVS-0001");
+    EXPECT_EQ(list[0].width, 640);
+    EXPECT_EQ(list[1].product, "Tarnix");
+    EXPECT_EQ(list[1].firmware, "Tarnix_V1.7.2");
+    EXPECT_EQ(list[1].manufacturer, "Quorvel");
+    EXPECT_EQ(list[1].keepSettings, 0);
+    EXPECT_NE(list[1].interfaceType, CAMERA_INTERFACE_ETHERNET);
+    EXPECT_FALSE(DvsCameraManager::ethCameraForceIP(list[0], 1, 2, 3));
+
+    setenv("QUORVEL_VIRTUAL_CAMERAS", "0", 1);
+    EXPECT_TRUE(m.getCameraDescs().empty());
+    EXPECT_FALSE(m.openCamera("QVSIM-DVS-0001"));
+
+    test::TempDir dir;
+    writeSimRecording(dir.file("walk.raw"), 50000);
+    test::writeFile(dir.file("junk.raw"), "not a recording");
+    setenv("QUORVEL_REPLAY", (dir.file("walk.raw") + ":" + dir.file("junk.raw") + "," + dir.file("none.raw")).c_str(), 1);
+    list = m.getCameraDescs();
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0].serial, "REPLAY_walk");
+    EXPECT_EQ(list[0].height, 480);
+    EXPECT_FALSE(m.openCamera("nope"));
+    EXPECT_NE(DvsCameraManager::lastError().find("nope"), std::string::npos);
+}
+
+TEST(CameraStreaming, PollingDeliversOrderedEventsAndStatisticsOnceASecond) {
+    EnvGuard g("QUORVEL_VIRTUAL_CAMERAS");
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    DvsCameraManager m;
+    auto cam = m.openCamera("QVSIM-DVS-0001");
+    ASSERT_TRUE(cam);
+    EXPECT_EQ(m.openCamera("QVSIM-DVS-0001")->core(), cam->core()); // already open: the same camera
+    std::mutex mu;
+    struct Report {
+        std::chrono::steady_clock::time_point when;
+        QvStatisticInfo info;
+        uint64_t delivered; // events the callback had seen at that moment
+    };
+    std::vector<Report> stats;
+    std::atomic<uint64_t> delivered{0};
+    const int cb = cam->addEventsCallback([&](const Event2D* b, const Event2D* e) { delivered += static_cast<uint64_t>(e - b); });
+    cam->setStatisticInfoCallback([&](QvStatisticInfo i) {
+        std::lock_guard l(mu);
+        stats.push_back({std::chrono::steady_clock::now(), i, delivered.load()});
+    });
+    cam->setTimeInterval(5000);
+    EXPECT_EQ(cam->getTimeInterval(), 5000u);
+    ASSERT_EQ(cam->start(), 0);
+    EXPECT_EQ(cam->start(), 0); // starting twice is harmless
+    EXPECT_TRUE(cam->isStreaming());
+    const auto events = poll(*cam, 2300ms);
+    EXPECT_TRUE(cam->isConnected());
+    EXPECT_TRUE(cam->stop());
+    EXPECT_FALSE(cam->stop());
+    ASSERT_GT(events.size(), 1000000u);
+    EXPECT_TRUE(ordered(events));
+    for (const auto& e : events)
+        ASSERT_TRUE(e.x < 640 && e.y < 480);
+    // Real time: 2.3 s of wall clock is at most 2.3 s of sensor time, and on a machine too busy to
+    // simulate the scene the sensor skips ahead rather than fall behind for good (the margin
+    // allows for the streaming thread being descheduled on a loaded machine).
+    const double span = static_cast<double>(events.back().timestamp - events.front().timestamp);
+    EXPECT_LT(span, 2.35e6);
+    EXPECT_GT(span, 1.5e6) << "skipped " << cam->core()->counters().skippedUs << " us";
+    cam->removeEventsCallback(cb);
+    std::lock_guard l(mu);
+    ASSERT_GE(stats.size(), 2u);
+    const double gap = std::chrono::duration<double>(stats[1].when - stats[0].when).count();
+    EXPECT_NEAR(gap, 1.0, 0.15);
+    // The rate is what was delivered over that second (both counted on the streaming thread).
+    const double rate = (stats[1].delivered - stats[0].delivered) / gap;
+    EXPECT_NEAR(static_cast<double>(stats[1].info.eventRate), rate, rate * 0.03);
+    EXPECT_GT(stats[1].info.eventRate, 1000000u);
+    // EVT 3.0 spends between one and four 16-bit words on an event.
+    EXPECT_GT(stats[1].info.bandwidth, stats[1].info.eventRate * 2);
+    EXPECT_LT(stats[1].info.bandwidth, stats[1].info.eventRate * 8);
+    cam->setStatisticInfoCallback({});
+}
+
+TEST(CameraStreaming, CallbacksByIdAndTriggerChannels) {
+    EnvGuard g("QUORVEL_VIRTUAL_CAMERAS");
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    DvsCameraManager m;
+    auto cam = m.openCamera("QVSIM-DVS-0001");
+    ASSERT_TRUE(cam);
+    std::atomic<uint64_t> a{0}, b{0};
+    std::mutex mu;
+    std::vector<EventTriggerIn> triggers;
+    const int ida = cam->addEventsCallback([&](const Event2D* s, const Event2D* e) { a += static_cast<uint64_t>(e - s); });
+    const int idb = cam->addEventsCallback([&](const Event2D* s, const Event2D* e) { b += static_cast<uint64_t>(e - s); });
+    const int idt = cam->addTriggerInCallback([&](const EventTriggerIn& t) {
+        std::lock_guard l(mu);
+        triggers.push_back(t);
+    });
+    EXPECT_NE(ida, idb);
+    EXPECT_EQ(cam->addEventsCallback({}), -1);
+    auto trig = cam->getTool(TOOL_TRIGGER_IN);
+    ASSERT_TRUE(trig->setBoolParam("channel_0_enable", true));
+    ASSERT_EQ(cam->start(), 0);
+    std::this_thread::sleep_for(500ms);
+    EXPECT_TRUE(cam->removeEventsCallback(idb));
+    EXPECT_FALSE(cam->removeEventsCallback(idb));
+    const uint64_t bAtRemoval = b.load();
+    std::this_thread::sleep_for(700ms);
+    cam->stop();
+    EXPECT_GT(a.load(), bAtRemoval + 100000);
+    EXPECT_EQ(b.load(), bAtRemoval);
+    {
+        std::lock_guard l(mu);
+        // Channel 0 toggles at 10 Hz: about 24 edges in 1.2 s, channel 1 stays silent.
+        EXPECT_GE(triggers.size(), 20u);
+        EXPECT_LE(triggers.size(), 26u);
+        for (size_t i = 0; i < triggers.size(); ++i) {
+            EXPECT_EQ(triggers[i].id, 0);
+            if (i > 0) {
+                EXPECT_NE(triggers[i].polarity, triggers[i - 1].polarity);
+            }
+        }
+    }
+    EXPECT_TRUE(cam->removeTriggerInCallback(idt));
+    EXPECT_TRUE(cam->removeEventsCallback(ida));
+    ASSERT_TRUE(trig->setBoolParam("channel_0_enable", false));
+}
+
+TEST(CameraStreaming, ToolChangesActOnTheLiveStream) {
+    EnvGuard g("QUORVEL_VIRTUAL_CAMERAS");
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    DvsCameraManager m;
+    auto cam = m.openCamera("QVSIM-DVS-0001");
+    ASSERT_TRUE(cam);
+    ASSERT_EQ(cam->start(), 0);
+    const auto before = poll(*cam, 400ms);
+    auto roi = cam->getTool(TOOL_ROI);
+    ASSERT_TRUE(roi->setIntParam("width", 320));
+    ASSERT_TRUE(roi->setIntParam("height", 240));
+    ASSERT_TRUE(roi->setBoolParam("enable", true));
+    std::vector<Event2D> flush;
+    std::this_thread::sleep_for(50ms);
+    cam->getEvents(flush); // what was produced before the change took effect
+    const auto after = poll(*cam, 400ms);
+    cam->stop();
+    ASSERT_TRUE(roi->setBoolParam("enable", false));
+    ASSERT_TRUE(roi->setIntParam("width", 640));
+    ASSERT_TRUE(roi->setIntParam("height", 480));
+    ASSERT_FALSE(after.empty());
+    EXPECT_LT(after.size(), before.size());
+    for (const auto& e : after)
+        ASSERT_TRUE(e.x < 320 && e.y < 240) << e.x << "," << e.y;
+}
+
+TEST(CameraStreaming, UnreadQueueDropsOldBatchesAndCountsThem) {
+    detail::CameraCoreOptions o;
+    o.realtime = false;
+    o.maxQueuedEvents = 100000;
+    CameraDescription d;
+    d.serial = "STRESS";
+    auto core = std::make_shared<detail::CameraCore>(d, detail::makeStressSource(640, 480, 50000000, 1), o);
+    DvsCamera cam(core);
+    std::atomic<uint64_t> seen{0};
+    cam.addEventsCallback([&](const Event2D* b, const Event2D* e) { seen += static_cast<uint64_t>(e - b); });
+    ASSERT_EQ(cam.start(), 0);
+    std::this_thread::sleep_for(300ms);
+    cam.stop();
+    std::vector<Event2D> got;
+    ASSERT_TRUE(cam.getEvents(got));
+    // The queue holds at most its limit plus one batch; everything else was dropped and counted,
+    // while the callback saw every event.
+    EXPECT_LE(got.size(), 100000u + 500000u);
+    EXPECT_EQ(got.size() + cam.droppedEvents(), seen.load());
+    EXPECT_GT(cam.droppedEvents(), 0u);
+    EXPECT_TRUE(ordered(got));
+    EXPECT_FALSE(cam.getEvents(got));
+}
+
+TEST(FusionCameraTest, OpensFromItsDescriptionAndStreamsEvents) {
+    EnvGuard g("QUORVEL_VIRTUAL_CAMERAS");
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    DvsCameraManager m;
+    CameraDescription fusionDesc;
+    for (const auto& d : m.getCameraDescs())
+        if (d.product == "Tarnix")
+            fusionDesc = d;
+    FusionCamera cam(fusionDesc);
+    ASSERT_TRUE(cam.isValid());
+    FusionCamera copy = cam; // copies share the camera
+    ASSERT_EQ(copy.start(STREAM_FUSION), 0);
+    EXPECT_TRUE(cam.isStreaming());
+    const auto ev = poll(cam, 500ms);
+    EXPECT_TRUE(cam.stop(STREAM_FUSION));
+    ASSERT_FALSE(ev.empty());
+    EXPECT_TRUE(std::any_of(ev.begin(), ev.end(), [](const Event2D& e) { return e.x >= 640 || e.y >= 480; }));
+    for (const auto& e : ev)
+        ASSERT_TRUE(e.x < 1280 && e.y < 720);
+
+    CameraDescription unknown;
+    unknown.serial = "missing";
+    unknown.product = "Tarnix";
+    FusionCamera none(unknown);
+    EXPECT_FALSE(none.isValid());
+    EXPECT_NE(none.start(STREAM_FUSION), 0);
+    EXPECT_FALSE(none.isConnected());
+    EXPECT_FALSE(none.getTool(TOOL_APS));
+}
+
+TEST(ReplayCamera, PlaysTheRecordingInRealTimeAsALiveCamera) {
+    EnvGuard g1("QUORVEL_VIRTUAL_CAMERAS"), g2("QUORVEL_REPLAY"), g3("XDG_CACHE_HOME");
+    test::TempDir dir;
+    setenv("XDG_CACHE_HOME", dir.path.c_str(), 1);
+    const auto recorded = writeSimRecording(dir.file("scene.raw"), 400000);
+    ASSERT_GT(recorded.size(), 10000u);
+    setenv("QUORVEL_VIRTUAL_CAMERAS", "0", 1);
+    setenv("QUORVEL_REPLAY", dir.file("scene.raw").c_str(), 1);
+    DvsCameraManager m;
+    auto cam = m.openCamera("REPLAY_scene");
+    ASSERT_TRUE(cam) << DvsCameraManager::lastError();
+    EXPECT_FALSE(cam->getTool(TOOL_BIASES)); // a recording has no pixel biases
+    EXPECT_TRUE(cam->getTool(TOOL_ROI));
+    const auto t0 = std::chrono::steady_clock::now();
+    ASSERT_EQ(cam->start(), 0);
+    auto got = poll(*cam, 300ms);
+    const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    cam->stop();
+    ASSERT_FALSE(got.empty());
+    // The first events of the file, in order, about as many as the wall time allows.
+    ASSERT_LE(got.size(), recorded.size());
+    const auto mism = std::mismatch(got.begin(), got.end(), recorded.begin());
+    EXPECT_TRUE(mism.first == got.end()) << "first difference at " << (mism.first - got.begin()) << " of " << got.size()
+                                         << ": t=" << mism.first->timestamp << " x=" << mism.first->x << " vs t="
+                                         << mism.second->timestamp << " x=" << mism.second->x;
+    EXPECT_NEAR(static_cast<double>(got.back().timestamp), wall * 1e6, 150000.0);
+
+    // Played on past its end it loops, with time moving on.
+    ASSERT_EQ(cam->start(), 0);
+    got = poll(*cam, 700ms);
+    cam->stop();
+    EXPECT_TRUE(ordered(got));
+    EXPECT_GT(got.back().timestamp, recorded.back().timestamp);
+    EXPECT_GT(got.size(), recorded.size());
+}

@@ -1,0 +1,243 @@
+// Recording a camera's stream: the file decodes to exactly the events the camera delivered, the
+// pre-trigger cache puts the seconds before the start into the file, triggers are kept, a failing
+// disk is reported and leaves a readable file, and a fast source loses nothing.
+
+#include "camera/CameraCore.h"
+#include "quorvel/DvsCameraManager.h"
+#include "quorvel/DvsFileReader.h"
+#include "quorvel/raw/RawHeader.h"
+
+#include "SyntheticStream.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <mutex>
+#include <sys/resource.h>
+#include <thread>
+
+using namespace quorvel;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct Captured {
+    std::mutex mu;
+    std::vector<Event2D> events;
+    std::vector<EventTriggerIn> triggers;
+};
+
+void capture(DvsCamera& cam, Captured& c) {
+    cam.addEventsCallback([&c](const Event2D* b, const Event2D* e) {
+        std::lock_guard l(c.mu);
+        c.events.insert(c.events.end(), b, e);
+    });
+    cam.addTriggerInCallback([&c](const EventTriggerIn& t) {
+        std::lock_guard l(c.mu);
+        c.triggers.push_back(t);
+    });
+}
+
+struct FileContents {
+    std::vector<Event2D> events;
+    std::vector<EventTriggerIn> triggers;
+    RawHeader header;
+};
+
+FileContents readAll(const std::string& path) {
+    FileContents f;
+    std::string err;
+    EXPECT_TRUE(readRawHeader(path, f.header, err)) << err;
+    DvsFileReader::Options o;
+    o.persistIndex = false;
+    auto r = DvsFileReader::createFileReader(path, o);
+    EXPECT_TRUE(r) << DvsFileReader::lastCreateError();
+    if (!r)
+        return f;
+    uint64_t start = 0;
+    if (!r->getStartTimestamp(start))
+        return f;
+    auto ev = r->getEventsInRange(start, UINT64_MAX / 2);
+    if (ev)
+        f.events = *ev;
+    try {
+        f.triggers = r->getTriggerList();
+    } catch (...) {
+    }
+    return f;
+}
+
+/// Position of `part` as a contiguous run inside `whole`, or -1.
+long findRun(const std::vector<Event2D>& whole, const std::vector<Event2D>& part) {
+    if (part.empty())
+        return -1;
+    for (size_t i = 0; i + part.size() <= whole.size(); ++i)
+        if (whole[i] == part[0] && std::equal(part.begin(), part.end(), whole.begin() + static_cast<long>(i)))
+            return static_cast<long>(i);
+    return -1;
+}
+
+std::shared_ptr<DvsCamera> openDvs() {
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    DvsCameraManager m;
+    return m.openCamera("QVSIM-DVS-0001");
+}
+
+} // namespace
+
+class Recording : public ::testing::Test {
+protected:
+    void SetUp() override { setenv("XDG_CACHE_HOME", dir.path.c_str(), 1); }
+    test::TempDir dir;
+};
+
+TEST_F(Recording, FileHoldsExactlyTheDeliveredStreamWithItsHeader) {
+    auto cam = openDvs();
+    ASSERT_TRUE(cam);
+    ASSERT_TRUE(cam->getTool(TOOL_TRIGGER_IN)->setBoolParam("channel_0_enable", true));
+    Captured c;
+    capture(*cam, c);
+    ASSERT_EQ(cam->start(), 0);
+    std::this_thread::sleep_for(200ms);
+    const std::string path = dir.file("rec.raw");
+    ASSERT_TRUE(cam->startRecording(path)) << cam->lastError();
+    EXPECT_TRUE(cam->isRecording());
+    EXPECT_FALSE(cam->startRecording(dir.file("second.raw")));
+    std::this_thread::sleep_for(700ms);
+    ASSERT_TRUE(cam->stopRecording()) << cam->lastError();
+    EXPECT_FALSE(cam->isRecording());
+    EXPECT_FALSE(cam->stopRecording());
+    std::this_thread::sleep_for(100ms);
+    cam->stop();
+    ASSERT_TRUE(cam->getTool(TOOL_TRIGGER_IN)->setBoolParam("channel_0_enable", false));
+
+    const FileContents f = readAll(path);
+    EXPECT_EQ(f.header.encoding, RawEncoding::Evt3);
+    EXPECT_EQ(f.header.width, 640u);
+    EXPECT_EQ(f.header.height, 480u);
+    EXPECT_EQ(f.header.serial(), "QVSIM-DVS-0001");
+    EXPECT_EQ(f.header.value("firmware_version"), "QV640_V2.1.0");
+    ASSERT_GT(f.events.size(), 500000u);
+    EXPECT_EQ(f.events.size(), cam->lastRecordingEventCount());
+    std::lock_guard l(c.mu);
+    // A contiguous run of what the callback saw: nothing lost, added or reordered; and it started
+    // after the first 200 ms of streaming and ended before the last 100 ms.
+    const long at = findRun(c.events, f.events);
+    ASSERT_GE(at, 0);
+    EXPECT_GT(at, 0);
+    EXPECT_LT(at + f.events.size(), c.events.size());
+    // Triggers of the recorded span are in the file.
+    std::vector<EventTriggerIn> expected;
+    for (const auto& t : c.triggers)
+        if (t.timestamp >= f.events.front().timestamp && t.timestamp <= f.events.back().timestamp)
+            expected.push_back(t);
+    ASSERT_GE(expected.size(), 5u);
+    ASSERT_GE(f.triggers.size(), expected.size());
+    for (const auto& t : expected)
+        EXPECT_NE(std::find(f.triggers.begin(), f.triggers.end(), t), f.triggers.end()) << t.timestamp;
+}
+
+TEST_F(Recording, PreTriggerCacheStartsTheFileThatLongBeforeTheStart) {
+    // A cheap real-time source, so the stream never has to skip ahead on a loaded machine and
+    // sensor time stays exactly wall time.
+    CameraDescription d;
+    d.serial = "CACHE";
+    auto core = std::make_shared<detail::CameraCore>(d, detail::makeStressSource(640, 480, 1000000, 5),
+                                                     detail::CameraCoreOptions{});
+    auto cam = std::make_shared<DvsCamera>(core);
+    ASSERT_TRUE(cam->setCacheTime(1, dir.path));
+    Captured c;
+    capture(*cam, c);
+    ASSERT_EQ(cam->start(), 0);
+    std::this_thread::sleep_for(1800ms);
+    uint64_t newestAtStart = 0;
+    {
+        std::lock_guard l(c.mu);
+        newestAtStart = c.events.back().timestamp;
+    }
+    const std::string path = dir.file("cached.raw");
+    ASSERT_TRUE(cam->startRecording(path));
+    std::this_thread::sleep_for(400ms);
+    ASSERT_TRUE(cam->stopRecording()) << cam->lastError();
+    cam->stop();
+    ASSERT_TRUE(cam->setCacheTime(0, dir.path));
+
+    const FileContents f = readAll(path);
+    ASSERT_FALSE(f.events.empty());
+    // The file begins one second before the newest cached event, which is at most a batch (10 ms)
+    // newer than what the callback had seen just before we asked.
+    EXPECT_GE(f.events.front().timestamp + 1000000, newestAtStart);
+    EXPECT_LE(f.events.front().timestamp + 1000000, newestAtStart + 12000);
+    EXPECT_GT(f.events.back().timestamp - f.events.front().timestamp, 1300000u);
+    EXPECT_EQ(core->counters().skippedUs, 0u);
+    {
+        std::lock_guard l(c.mu);
+        EXPECT_GE(findRun(c.events, f.events), 0);
+    }
+
+    // Without the cache a recording starts with the next batch.
+    ASSERT_EQ(cam->start(), 0);
+    std::this_thread::sleep_for(300ms);
+    ASSERT_TRUE(cam->startRecording(dir.file("plain.raw")));
+    std::this_thread::sleep_for(200ms);
+    ASSERT_TRUE(cam->stopRecording());
+    cam->stop();
+    const FileContents plain = readAll(dir.file("plain.raw"));
+    ASSERT_FALSE(plain.events.empty());
+    EXPECT_LT(plain.events.back().timestamp - plain.events.front().timestamp, 400000u);
+}
+
+TEST_F(Recording, DiskFailureIsReportedAndLeavesAReadableFile) {
+    auto cam = openDvs();
+    ASSERT_TRUE(cam);
+    Captured c;
+    capture(*cam, c);
+    // Let the kernel refuse writes beyond 2 MB, as a full disk would.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    rlimit small = old;
+    small.rlim_cur = 2u << 20;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    ASSERT_EQ(cam->start(), 0);
+    const std::string path = dir.file("full.raw");
+    ASSERT_TRUE(cam->startRecording(path));
+    for (int i = 0; i < 40 && cam->isRecording(); ++i)
+        std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(cam->isRecording()); // failed: no longer recording
+    EXPECT_FALSE(cam->stopRecording());
+    setrlimit(RLIMIT_FSIZE, &old);
+    cam->stop();
+    EXPECT_NE(cam->lastError().find("failed"), std::string::npos) << cam->lastError();
+
+    const FileContents f = readAll(path);
+    ASSERT_GT(f.events.size(), 100000u);
+    {
+        std::lock_guard l(c.mu);
+        EXPECT_GE(findRun(c.events, f.events), 0);
+    }
+    // A new recording works again afterwards.
+    ASSERT_TRUE(cam->startRecording(dir.file("after.raw")));
+    EXPECT_TRUE(cam->stopRecording()) << cam->lastError();
+}
+
+TEST_F(Recording, FastSourceIsRecordedWithoutLoss) {
+    detail::CameraCoreOptions o;
+    o.realtime = false; // as fast as the writer lets it
+    CameraDescription d;
+    d.serial = "STRESS";
+    auto core = std::make_shared<detail::CameraCore>(d, detail::makeStressSource(1280, 720, 100000000, 3), o);
+    DvsCamera cam(core);
+    const std::string path = dir.file("stress.raw");
+    ASSERT_TRUE(cam.startRecording(path));
+    ASSERT_EQ(cam.start(), 0);
+    std::this_thread::sleep_for(700ms);
+    cam.stop();
+    ASSERT_TRUE(cam.stopRecording()) << cam.lastError();
+    const uint64_t produced = core->counters().delivered;
+    ASSERT_GT(produced, 1000000u); // a loaded machine is slow, but some load is needed
+    EXPECT_EQ(cam.lastRecordingEventCount(), produced);
+    const FileContents f = readAll(path);
+    EXPECT_EQ(f.events.size(), produced);
+    EXPECT_EQ(f.header.width, 1280u);
+}
