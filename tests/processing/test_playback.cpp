@@ -4,6 +4,7 @@
 #include "testrecording.h"
 
 #include "quorvel/DvsFileReader.h"
+#include "quorvel/raw/RawFileWriter.h"
 
 #include <QTemporaryDir>
 #include <QtTest/QtTest>
@@ -112,12 +113,32 @@ private slots:
     }
 
     void loadingTwiceAtOnceIsRefused() {
-        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("Load raw file: .*"));
-        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("Load raw file: .*"));
+        // A never-seen recording large enough that indexing it outlasts the second request.
+        const QString big = dir.path() + "/big.raw";
+        {
+            quorvel::RawFileWriter writer;
+            quorvel::RawFileWriter::Options o;
+            o.width = 64;
+            o.height = 48;
+            QVERIFY(writer.open(big.toStdString(), o));
+            std::vector<quorvel::Event2D> batch(1 << 20);
+            for (int b = 0; b < 10; ++b) {
+                for (size_t i = 0; i < batch.size(); ++i) {
+                    const uint64_t k = uint64_t(b) * batch.size() + i;
+                    batch[i] = quorvel::Event2D(uint16_t(k % 64), uint16_t(k / 64 % 48), uint8_t(k & 1), 1000 + k);
+                }
+                QVERIFY(writer.write(batch, {}));
+            }
+            QVERIFY(writer.close());
+        }
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("Load raw file: .*big.raw.*"));
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("Load raw file: .*playback.raw.*"));
         QTest::ignoreMessage(QtDebugMsg, "is loading.");
-        proc->loadFile(file);
-        proc->loadFile(file); // the first load is still running
+        proc->loadFile(big);
+        QVERIFY(proc->isLoading());
+        proc->loadFile(file); // refused: the first load still runs
         proc->waitForLoad();
+        QCOMPARE(proc->endTimestamp(), uint64_t(1000 + 10 * (1 << 20) - 1));
     }
 
     void unreadableFilesAreRefusedWithAReason() {

@@ -30,14 +30,15 @@ class RendererTest : public QObject {
     Q_OBJECT
 private:
     std::unique_ptr<QvEventProcessor> proc;
-    FrameSink sink;
+    // Per test: frames still queued from the previous test's processor die with its sink.
+    std::unique_ptr<FrameSink> sink;
 
     QImage renderOnce() {
-        const int before = sink.frames.size();
+        const int before = sink->frames.size();
         proc->publishFrame();
-        if (!QTest::qWaitFor([&] { return sink.frames.size() > before; }, 3000))
+        if (!QTest::qWaitFor([&] { return sink->frames.size() > before; }, 3000))
             return {};
-        return sink.frames.last();
+        return sink->frames.last();
     }
 
 private slots:
@@ -47,10 +48,9 @@ private slots:
         s->applyColorScheme();
         proc = std::make_unique<QvEventProcessor>();
         proc->resizeImage(8, 4);
-        sink.frames.clear();
-        sink.liveTimes.clear();
-        connect(proc.get(), &QvEventProcessor::signalEventImage, &sink, &FrameSink::onImage, Qt::QueuedConnection);
-        connect(proc.get(), &QvEventProcessor::signalRealTimeTimeStamp, &sink, &FrameSink::onTime,
+        sink = std::make_unique<FrameSink>();
+        connect(proc.get(), &QvEventProcessor::signalEventImage, sink.get(), &FrameSink::onImage, Qt::QueuedConnection);
+        connect(proc.get(), &QvEventProcessor::signalRealTimeTimeStamp, sink.get(), &FrameSink::onTime,
                 Qt::QueuedConnection);
     }
     void cleanup() { proc.reset(); }
@@ -122,23 +122,23 @@ private slots:
             proc->processEvents(&e, &e + 1);
         };
         push(100'000, 0);          // far from 0: publishes at once
-        QTRY_COMPARE(sink.frames.size(), 1);
+        QTRY_COMPARE(sink->frames.size(), 1);
         push(110'000, 1);          // within 33333 us: accumulates
         push(130'000, 2);          // still within
         push(133'333, 3);          // exactly the interval: publishes with 1..3
-        QTRY_COMPARE(sink.liveTimes.size(), 2);
-        QCOMPARE(sink.liveTimes, (QList<quint64>{100'000, 133'333}));
-        QTRY_COMPARE(sink.frames.size(), 2);
-        const QImage second = sink.frames.last();
+        QTRY_COMPARE(sink->liveTimes.size(), 2);
+        QCOMPARE(sink->liveTimes, (QList<quint64>{100'000, 133'333}));
+        QTRY_COMPARE(sink->frames.size(), 2);
+        const QImage second = sink->frames.last();
         const QColor on(255, 255, 255);
         QCOMPARE(at(second, 1, 0), on);
         QCOMPARE(at(second, 3, 0), on);
         QCOMPARE(at(second, 0, 0), QColor(112, 112, 112));
         push(50, 4); // time went backwards (camera reopened): publishes at once
-        QTRY_COMPARE(sink.liveTimes.size(), 3);
+        QTRY_COMPARE(sink->liveTimes.size(), 3);
         proc->flushFrame();
-        QTRY_COMPARE(sink.liveTimes.size(), 4);
-        QCOMPARE(sink.liveTimes.last(), 50ull);
+        QTRY_COMPARE(sink->liveTimes.size(), 4);
+        QCOMPARE(sink->liveTimes.last(), 50ull);
     }
 
     void resizeClearsEverything() {

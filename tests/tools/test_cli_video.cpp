@@ -145,7 +145,7 @@ TEST(CliSimulate, FusionRecordingThatTheOtherCommandsRead) {
     EXPECT_EQ(ex.code, 0) << ex.err;
 
     // Events only without --fusion.
-    const CliRun dvs = run("simulate " + dir.file("plain") + " --duration-s 0.1 --width 64 --height 48", dir);
+    const CliRun dvs = run("simulate " + dir.file("plain.raw") + " --seconds 0.1 --geometry 64x48", dir);
     ASSERT_EQ(dvs.code, 0) << dvs.err;
     EXPECT_TRUE(std::filesystem::exists(dir.file("plain.raw")));
     EXPECT_FALSE(std::filesystem::exists(dir.file("plain.mp4")));
