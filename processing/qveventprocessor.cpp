@@ -35,29 +35,11 @@ void QvEventProcessor::processEvents(const quorvel::Event2D* begin, const quorve
     const uint32_t width = static_cast<uint32_t>(m_width);
     const uint16_t ceiling = static_cast<uint16_t>(m_countCeiling);
     // 32-bit index, upper bound only: an x past the width counts in the next row.
-    const auto indexOf = [width](const quorvel::Event2D& e) {
-        return (uint32_t(e.y) * width + e.x) * 2u + e.polarity;
-    };
-    const auto bump = [counts, ceiling](uint32_t index) { counts[index] += counts[index] < ceiling; };
-    const quorvel::Event2D* e = begin;
-    // Four at a time: the index arithmetic of neighbouring events overlaps in the pipeline.
-    for (; end - e >= 4; e += 4) {
-        const uint32_t i0 = indexOf(e[0]), i1 = indexOf(e[1]), i2 = indexOf(e[2]), i3 = indexOf(e[3]);
-        if (std::max(std::max(i0, i1), std::max(i2, i3)) < size) { // all inside: one test
-            bump(i0);
-            bump(i1);
-            bump(i2);
-            bump(i3);
-        } else {
-            for (uint32_t i : {i0, i1, i2, i3})
-                if (i < size)
-                    bump(i);
-        }
-    }
-    for (; e != end; ++e) {
-        const uint32_t index = indexOf(*e);
-        if (index < size)
-            bump(index);
+#pragma GCC unroll 4
+    for (const quorvel::Event2D* e = begin; e != end; ++e) {
+        const uint32_t index = (uint32_t(e->y) * width + e->x) * 2u + e->polarity;
+        if (index < size) [[likely]]
+            counts[index] += counts[index] < ceiling;
     }
     if (begin == end)
         return;
