@@ -4,6 +4,8 @@
 #include "appsettings.h"
 #include "appversion.h"
 #include "framelesshelper.h"
+#include "qvcutrawfile.h"
+#include "qvexportvideoui.h"
 #include "qvfilepathreminderform.h"
 #include "qvmessagebox.h"
 #include "qvsidepanel.h"
@@ -13,6 +15,7 @@
 #include "waitingwin.h"
 
 #include <QAction>
+#include <QDateTime>
 #include <QApplication>
 #include <QDebug>
 #include <QDesktopServices>
@@ -23,6 +26,7 @@
 #include <QMimeData>
 #include <QShortcut>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QKeySequence>
 #include <QLabel>
 #include <QVBoxLayout>
@@ -98,6 +102,7 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
     m_cameraText = tr("No source");
     updateStatusLine();
 
+    m_dialogRunner = [](QDialog& dialog) { return dialog.exec(); };
     m_restartLauncher = [] {
         return QProcess::startDetached(QCoreApplication::applicationFilePath(), {});
     };
@@ -123,11 +128,24 @@ void MainWidget::buildPlayback() {
 
     m_waitingWin = new WaitingWin(this);
     m_waitingWin->close();
+    // A never-seen recording is indexed before it plays; on a large file that takes seconds, so
+    // the status line counts it up.
+    m_loadProgressTimer = new QTimer(this);
+    m_loadProgressTimer->setInterval(200);
+    connect(m_loadProgressTimer, &QTimer::timeout, this, [this] {
+        if (m_eventProcessor->isLoading())
+            ui.label_show_play_text->setText(
+                tr("Indexing the recording... %1%").arg(qRound(m_eventProcessor->loadProgress() * 100)));
+        else if (m_eventProcessor->isJobRunning())
+            ui.label_show_play_text->setText(tr("Writing..."));
+    });
 
     QvEventProcessor* p = m_eventProcessor;
     connect(this, &MainWidget::signalOpenRawFile, p, &QvEventProcessor::loadFile);
     connect(this, &MainWidget::signalPlaybackCtrl, p, &QvEventProcessor::slotPlaybackCtrl);
     connect(this, &MainWidget::signalPlaybackReset, p, &QvEventProcessor::slotPlaybackReset);
+    connect(this, &MainWidget::signalExportVideo, p, &QvEventProcessor::slotExportVideo);
+    connect(this, &MainWidget::signalCutRawFile, p, &QvEventProcessor::slotCutRawFile);
     connect(ui.pb_play, &QPushButton::clicked, this, &MainWidget::on_pb_play_clicked);
     connect(ui.pb_prv, &QPushButton::clicked, p, &QvEventProcessor::preFrame);
     connect(ui.pb_next, &QPushButton::clicked, p, &QvEventProcessor::nextFrame);
@@ -410,6 +428,11 @@ void MainWidget::openRecording(const QString& path) {
         emit signalShowLeftBottomTips(tr("A recording is still loading; please wait."), QvMessageWarning, QString());
         return;
     }
+    if (m_eventProcessor->isJobRunning()) {
+        emit signalShowLeftBottomTips(tr("Please wait until the current export has finished."), QvMessageWarning,
+                                      QString());
+        return;
+    }
     m_settings->inputRawFilePath = info.absolutePath();
     // A recording with an .mp4 of the same base name beside it is a fusion recording. Its frames
     // are not played yet: its events play like any other recording.
@@ -453,9 +476,14 @@ void MainWidget::slotPlayStatus(bool playing) {
 
 void MainWidget::slotSetWaitWinStatus(bool busy) {
     if (busy) {
+        // Nothing may play or step while a recording loads or a range is being written.
+        setPlaybackControlsEnabled(false);
         m_waitingWin->show();
+        m_loadProgressTimer->start();
         return;
     }
+    m_loadProgressTimer->stop();
+    ui.label_show_play_text->clear();
     m_waitingWin->close();
     if (m_mode != ModeRawPlayback || !m_eventProcessor->hasFile() || m_eventProcessor->isLoading())
         return;
@@ -493,9 +521,12 @@ void MainWidget::showTimeStamp(uint64_t timestamp_us) {
     if (m_mode == ModeRawPlayback) {
         const uint64_t start = m_slider->minimum();
         const uint64_t end = m_slider->maximum();
+        // Position and length of the recording, to the millisecond: recordings are often short.
+        const auto text = [](uint64_t us) {
+            return QStringLiteral("%1.%2").arg(QvUtility::durationText(us / 1000000)).arg(us / 1000 % 1000, 3, 10, QLatin1Char('0'));
+        };
         const uint64_t at = timestamp_us > start ? timestamp_us - start : 0;
-        m_timeText = QStringLiteral("  %1 / %2").arg(QvUtility::durationText(at / 1000000),
-                                                     QvUtility::durationText(end > start ? (end - start) / 1000000 : 0));
+        m_timeText = QStringLiteral("  %1 / %2").arg(text(at), text(end > start ? end - start : 0));
         updateStatusLine();
     }
 }
@@ -528,11 +559,25 @@ void MainWidget::dropEvent(QDropEvent* event) {
     openRecording(urls.first().toLocalFile());
 }
 
+bool MainWidget::prepareRangeDialog(QvRangeFileDialog& dialog, const QString& folder, const QString& extension) {
+    dialog.setStartTime(m_slider->lowerBound());
+    dialog.setEndTime(m_slider->upperBound());
+    dialog.setSavePath(folder);
+    dialog.setFileName(QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd_HHmmss")) + extension);
+    return m_dialogRunner(dialog) == QDialog::Accepted;
+}
+
 void MainWidget::slotSaveAs() {
     if (m_mode != ModeRawPlayback) {
         emit signalShowLeftBottomTips(tr("Please open a raw file first."), QvMessageWarning, QString());
         return;
     }
+    QvExportVideoUI dialog(this);
+    if (!prepareRangeDialog(dialog, m_settings->videoSavePath, QStringLiteral(".mp4")))
+        return;
+    qDebug() << "sss";
+    const QString dir = QFileInfo(dialog.getOutputPath()).absolutePath();
+    emit signalExportVideo(dialog.getOutputPath(), dir, dialog.getStartTime(), dialog.getEndTime());
 }
 
 void MainWidget::slotCutRecording() {
@@ -540,6 +585,11 @@ void MainWidget::slotCutRecording() {
         emit signalShowLeftBottomTips(tr("Please open a raw file first."), QvMessageWarning, QString());
         return;
     }
+    QvCutRawFile dialog(this);
+    if (!prepareRangeDialog(dialog, m_settings->outputRawFilePath, QStringLiteral(".raw")))
+        return;
+    const QString dir = QFileInfo(dialog.getOutputPath()).absolutePath();
+    emit signalCutRawFile(dialog.getOutputPath(), dir, dialog.getStartTime(), dialog.getEndTime());
 }
 
 void MainWidget::slotShowLeftBottomTips(const QString& tips, QvMessageType type, const QString& file_path) {

@@ -22,6 +22,7 @@ class QAction;
 class QMenu;
 class QPushButton;
 class QvSidePanel;
+class QDialog;
 class QvThreeHandleSlider;
 class ShowImageForm;
 class WaitingWin;
@@ -55,6 +56,8 @@ public:
     /// chosen with "Open Recording". Playback starts once it has loaded.
     void openRecording(const QString& path);
 
+    /// Runs a modal dialog; replaced by tests, which answer dialogs without an event loop of their own.
+    void setDialogRunner(std::function<int(QDialog&)> runner) { m_dialogRunner = std::move(runner); }
     /// Starts a new instance of the program; replaced by tests so that nothing is launched.
     void setRestartLauncher(std::function<bool()> launcher) { m_restartLauncher = std::move(launcher); }
 
@@ -64,6 +67,8 @@ signals:
     void signalPlaybackReset();
     void signalPlaybackCtrl(bool play);
     void signalOpenRawFile(QString path);
+    void signalExportVideo(QString out_path, QString out_dir, uint64_t start_ts, uint64_t end_ts);
+    void signalCutRawFile(QString out_path, QString out_dir, uint64_t start_ts, uint64_t end_ts);
     void signalImageReslotionChanged(int width, int height);
 
 public slots:
@@ -110,6 +115,8 @@ private:
     void buildPlayback();
     void buildShortcuts();
     void setPlaybackControlsEnabled(bool enabled);
+    /// Fills a range dialog from the slider and settings; false (with the toast) without a recording.
+    bool prepareRangeDialog(class QvRangeFileDialog& dialog, const QString& folder, const QString& extension);
 
     MainWidgetForm ui;
     AppSettings* m_settings = nullptr;
@@ -149,6 +156,7 @@ private:
     QString m_timeText;
 
     std::function<bool()> m_restartLauncher;
+    std::function<int(QDialog&)> m_dialogRunner;
 
     QvEventProcessor* m_eventProcessor = nullptr;
     ShowImageForm* m_showImageForm = nullptr;
@@ -156,5 +164,6 @@ private:
     WaitingWin* m_waitingWin = nullptr;
     QString m_currentFile;
     bool m_playWhenLoaded = false;
+    class QTimer* m_loadProgressTimer = nullptr;
     QAction* m_openRecordingAction = nullptr;
 };

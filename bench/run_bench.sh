@@ -48,7 +48,8 @@ rows = [
     ("Encode EVT 3.0 (writer)", f'{c("BM_EncodeEvt3")["items_per_second"]/1e6:.0f} M ev/s', ">= 150 M ev/s"),
     ("Count EVT 3.0 in memory (index core)", f'{c("BM_CountEvt3")["bytes_per_second"]/1e6:.0f} MB/s', "-"),
     ("Index build, %.1f GB EVT 3.0 from page cache" % f("BM_IndexBuild")["file_GB"],
-     f'{f("BM_IndexBuild")["bytes_per_second"]/1e6:.0f} MB/s ({f("BM_IndexBuild")["index_MB"]:.1f} MB entries)', ">= 1000 MB/s"),
+     f'{f("BM_IndexBuild")["bytes_per_second"]/1e6:.0f} MB/s wall, '
+     f'{f("BM_IndexBuild")["file_GB"]*1e3/(f("BM_IndexBuild")["cpu_time"]/1e3):.0f} MB/s per CPU s', ">= 1000 MB/s"),
     ("First 33 ms frame of a never-seen file", f'{f("BM_FirstFrameNeverSeen")["real_time"]:.1f} ms', "<= 300 ms"),
     ("33 ms range read, indexed, mean / max", f'{f("BM_Range33msIndexed")["real_time"]:.2f} / {f("BM_Range33msIndexed")["max_ms"]:.2f} ms '
      f'({f("BM_Range33msIndexed")["events_per_frame"]/1e3:.0f} k ev/frame)', "<= 5 ms"),
@@ -63,5 +64,6 @@ print(f'{"measure".ljust(w)} | {"result".ljust(40)} | target')
 print("-" * (w + 60))
 for r in rows:
     print(f"{r[0].ljust(w)} | {r[1].ljust(40)} | {r[2]}")
-print(f"\nload average before: {sys.argv[5]}, after: {sys.argv[6]} (2 cores)")
+print(f"\nload average before: {sys.argv[5]}, after: {sys.argv[6]} ({__import__('os').cpu_count()} cores)")
+print("Codec rows use CPU time; file rows use wall time, which other work on the machine inflates.")
 PY

@@ -22,7 +22,8 @@ InitDialog::InitDialog(QWidget* parent) : QDialog(parent) {
     shadow->setBlurRadius(18);
     frame->setGraphicsEffect(shadow);
 
-    QTimer::singleShot(kShowMs, this, &QDialog::close);
+    // A precise timer: a coarse one may fire up to 5 % early, and the splash promises two seconds.
+    QTimer::singleShot(kShowMs, Qt::PreciseTimer, this, &QDialog::close);
     qDebug() << "QuorvelView Version: " << kAppVersion;
     lb_version->setText(QStringLiteral("Version: ") + QLatin1String(kAppVersion));
 }
@@ -37,6 +38,7 @@ void InitDialog::on_btn_close_clicked() {
 
 void InitDialog::setupUi() {
     setObjectName(QStringLiteral("InitDialog"));
+    setWindowTitle(QStringLiteral("QuorvelView"));
     resize(620, 380);
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(20, 20, 20, 20); // room for the shadow

@@ -4,20 +4,31 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <unistd.h>
 
 using namespace quorvel;
 
+namespace {
+std::string g_dir; // one scratch folder per fuzzing process, removed when it exits
+void removeScratch() {
+    std::error_code ec;
+    std::filesystem::remove_all(g_dir, ec);
+}
+} // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const std::string dir = [] {
+    if (g_dir.empty()) {
         char tmpl[] = "/tmp/qv-fuzz-XXXXXX";
         const char* d = ::mkdtemp(tmpl);
         if (!d)
             std::abort();
+        g_dir = d;
         ::setenv("XDG_CACHE_HOME", d, 1);
-        return std::string(d);
-    }();
+        std::atexit(removeScratch);
+    }
+    const std::string& dir = g_dir;
     const std::string path = dir + "/in.raw", out = dir + "/cut.raw";
     std::FILE* f = std::fopen(path.c_str(), "wb");
     std::fwrite(data, 1, size, f);
@@ -38,6 +49,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     DvsFileStats s;
     if (!r->getFileStats(s) || a > b)
         std::abort();
+    DvsFileInfo info;
+    r->getFileInfo(info);
+    (void)info.localTimeAt(b);
+    (void)info.localTimeAt(0);
     auto all = r->getEventsInRange(a, b - a + 1);
     if (!all || all->size() != s.events)
         std::abort();

@@ -35,6 +35,11 @@ QString QvEventProcessor::localTimeText(uint64_t timestampUs) const {
     return QString::fromStdString(quorvel::timePointToString(tp));
 }
 
+double QvEventProcessor::loadProgress() const {
+    // The reader is replaced only by loadFile on the GUI thread, the thread that asks.
+    return m_loading && m_reader ? m_reader->indexProgress() : 1.0;
+}
+
 void QvEventProcessor::waitForLoad() {
     if (m_loadThread.joinable())
         m_loadThread.join();
@@ -69,13 +74,19 @@ void QvEventProcessor::loadFile(QString path) {
             m_playing = false;
             joinPlayThread();
         }
-        if (!m_loading)
+        if (!m_loading && !isJobRunning())
             m_reader.reset();
         return;
     }
     qDebug() << "Load raw file: " << path;
     if (m_loading) {
         qDebug() << "is loading.";
+        return;
+    }
+    if (isJobRunning()) {
+        // A cut or export reads through the current reader: it must finish before the reader goes.
+        emit signalShowLeftBottomTips(tr("Please wait until the current export has finished."), QvMessageWarning,
+                                      QString());
         return;
     }
     emit signalPlayStatus(false);
@@ -130,8 +141,9 @@ void QvEventProcessor::loadSequence() {
     emit signalRealTimeTimeStamp(start);
     emit signalLocalTime(localTimeText(m_current));
     emit signalPlayStatus(true);
-    emit signalLoadingStatus(false);
+    // Cleared before the last signal, so that whoever reacts to it finds the file ready.
     m_loading = false;
+    emit signalLoadingStatus(false);
     qDebug() << "Load raw file success.";
 }
 
@@ -284,4 +296,61 @@ void QvEventProcessor::slotSetLowerTimeStamp(uint64_t timestamp) {
 
 void QvEventProcessor::slotSetUpperTimeStamp(uint64_t timestamp) {
     m_end = timestamp;
+}
+
+void QvEventProcessor::waitForJobs() {
+    if (m_exportVideoThread.joinable())
+        m_exportVideoThread.join();
+    if (m_cutThread.joinable())
+        m_cutThread.join();
+}
+
+void QvEventProcessor::slotCutRawFile(QString qs_out_full_path, QString qs_out_dir, uint64_t start_ts,
+                                      uint64_t end_ts) {
+    if (!readyForPlayback())
+        return;
+    pauseIfPlaying();
+    if (m_cutThread.joinable())
+        m_cutThread.join(); // a second cut waits for the first
+    ++m_jobsRunning;
+    m_cutThread = std::thread(&QvEventProcessor::runCut, this, qs_out_full_path, qs_out_dir, start_ts, end_ts);
+}
+
+void QvEventProcessor::slotExportVideo(QString qs_out_full_path, QString qs_out_dir, uint64_t start_ts,
+                                       uint64_t end_ts) {
+    if (!readyForPlayback())
+        return;
+    pauseIfPlaying();
+    if (m_exportVideoThread.joinable())
+        m_exportVideoThread.join();
+    ++m_jobsRunning;
+    m_exportVideoThread =
+        std::thread(&QvEventProcessor::runVideoExport, this, qs_out_full_path, qs_out_dir, start_ts, end_ts);
+}
+
+void QvEventProcessor::runCut(QString fullPath, QString dir, uint64_t start, uint64_t end) {
+    emit signalLoadingStatus(true);
+    const bool ok = m_reader->exportRawRange(start, end, fullPath.toLocal8Bit().toStdString());
+    if (ok) {
+        qDebug() << "extract event data start:" << start << " end: " << end << " success.";
+        emit signalShowLeftBottomTips(tr("Export raw file success!"), QvMessageSuccess, dir);
+        emit signalShowLeftBottomTips(tr("Export video success!"), QvMessageSuccess, dir);
+    } else {
+        qDebug() << "cut failed:" << QString::fromStdString(m_reader->lastError());
+    }
+    --m_jobsRunning;
+    emit signalLoadingStatus(false);
+}
+
+void QvEventProcessor::runVideoExport(QString fullPath, QString dir, uint64_t start, uint64_t end) {
+    qDebug() << "start export video: " << fullPath;
+    emit signalLoadingStatus(true);
+    const bool ok = m_reader->exportVideoRange(start, end, fullPath.toLocal8Bit().toStdString());
+    if (ok)
+        qDebug() << "extract event data start:" << start << " end: " << end << " success.";
+    else
+        qDebug() << "video export failed:" << QString::fromStdString(m_reader->lastError());
+    emit signalShowLeftBottomTips(tr("Export video success!"), QvMessageSuccess, dir);
+    --m_jobsRunning;
+    emit signalLoadingStatus(false);
 }

@@ -19,6 +19,7 @@ QvEventProcessor::~QvEventProcessor() {
         m_loadThread.join();
     m_playing = false;
     joinPlayThread();
+    waitForJobs();
     {
         std::lock_guard lock(m_frameMutex);
         m_running = false;

@@ -99,8 +99,14 @@ public:
     QSize fileResolution() const;
     /// Local wall-clock text of a file position of the open recording.
     QString localTimeText(uint64_t timestampUs) const;
+    /// While a recording loads: the share of it indexed so far, 0 .. 1 (1 when nothing loads).
+    double loadProgress() const;
     /// Blocks until a running load has finished (tests and shutdown).
     void waitForLoad();
+    /// Blocks until the cut and video jobs have finished.
+    void waitForJobs();
+    /// A cut or video export is writing.
+    bool isJobRunning() const { return m_jobsRunning.load() > 0; }
 
 public slots:
     void loadFile(QString path);
@@ -114,6 +120,8 @@ public slots:
     void setAccTime(uint64_t time_us);
     void slotSetLowerTimeStamp(uint64_t timestamp);
     void slotSetUpperTimeStamp(uint64_t timestamp);
+    void slotExportVideo(QString qs_out_full_path, QString qs_out_dir, uint64_t start_ts, uint64_t end_ts);
+    void slotCutRawFile(QString qs_out_full_path, QString qs_out_dir, uint64_t start_ts, uint64_t end_ts);
 
 signals:
     void signalEventImage(QImage image);
@@ -136,6 +144,8 @@ private:
     void loadSequence();
     void playLoop();
     void joinPlayThread();
+    void runCut(QString fullPath, QString dir, uint64_t start, uint64_t end);
+    void runVideoExport(QString fullPath, QString dir, uint64_t start, uint64_t end);
 
     int m_sourceMode = 0;
     uint64_t m_liveFrameInterval = kLiveFrameIntervalUs;
@@ -174,4 +184,7 @@ private:
     std::atomic<uint64_t> m_start{0};
     std::thread m_loadThread;
     std::atomic<bool> m_loading{false};
+    std::thread m_exportVideoThread;
+    std::thread m_cutThread;
+    std::atomic<int> m_jobsRunning{0};
 };

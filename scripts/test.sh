@@ -6,4 +6,6 @@ cd "$(dirname "$0")/.."
 ./scripts/install-deps.sh
 ./scripts/build.sh
 cd build
-ctest --output-on-failure -j"$(nproc)" "$@"
+# One test at a time: the camera and playback tests run in real time and must not compete
+# with each other for the CPU.
+ctest --output-on-failure "$@"

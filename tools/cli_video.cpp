@@ -137,7 +137,7 @@ int runSimulate(int argc, char** argv, int first) {
             o.fusion = true;
             continue;
         }
-        const bool valued = a == "--duration-s" || a == "--scene" || a == "--width" || a == "--height" ||
+        const bool valued = a == "--duration-s" || a == "--seconds" || a == "--scene" || a == "--width" || a == "--height" ||
                             a == "--seed" || a == "--start-us";
         if (valued) {
             if (i + 1 >= argc)
@@ -146,7 +146,7 @@ int runSimulate(int argc, char** argv, int first) {
             uint64_t n = 0;
             if (a == "--scene") {
                 o.scene = v;
-            } else if (a == "--duration-s") {
+            } else if (a == "--duration-s" || a == "--seconds") { // --seconds as for plain simulate
                 char* endp = nullptr;
                 const double s = std::strtod(v.c_str(), &endp);
                 if (v.empty() || *endp != '\0' || !(s > 0 && s <= 3600))

@@ -3,6 +3,7 @@
 // Every sub-command prints a one-line error and exits non-zero on failure, and shows progress on
 // stderr only when stderr is a terminal, so scripts get clean output.
 
+#include "camera_commands.h"
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawFileWriter.h"
 
@@ -41,7 +42,7 @@ const char* kUsage =
     "  convert IN OUT                              rewrite as EVT 3.0 .raw, or as .csv\n"
     "  export IN OUT --from-us A --to-us B [--fps N] [--scheme NAME]\n"
     "                                              render A <= t <= B as an H.264 .mp4 video\n"
-    "  simulate [--fusion] OUT [...]               a recording of the simulated sensor (with APS video)\n"
+    "%s"
     "\n"
     "Reads EVT 2.0, EVT 2.1, EVT 3.0 .raw files and .dat files. 'quorvel <command> --help' for details.\n";
 
@@ -409,16 +410,18 @@ int cmdConvert(const Args& a) {
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fputs(kUsage, stderr);
+        std::fprintf(stderr, kUsage, kCameraCommandsUsage);
         return 2;
     }
     const std::string cmd = argv[1];
     if (cmd == "--help" || cmd == "-h" || cmd == "help") {
-        std::fputs(kUsage, stdout);
+        std::fprintf(stdout, kUsage, kCameraCommandsUsage);
         std::fputs("\n", stdout);
         std::fputs(kTimeNote, stdout);
         return 0;
     }
+    if (const auto rc = runCameraCommand(argc, argv))
+        return *rc;
     const auto help = kHelp.find(cmd);
     if (help == kHelp.end()) {
         std::fprintf(stderr, "quorvel: error: unknown command '%s' (see quorvel --help)\n", cmd.c_str());

@@ -42,7 +42,8 @@ bool parseLocalDateTime(const std::string& text, std::chrono::system_clock::time
     const int n = std::sscanf(text.c_str(), "%4d-%2d-%2d %2d:%2d:%2d%c", &y, &mo, &d, &h, &mi, &s, &tail);
     if (n != 6)
         return false;
-    if (y < 1970 || mo < 1 || mo > 12 || d < 1 || d > 31 || h < 0 || h > 23 || mi < 0 || mi > 59 ||
+    // 2261 is the last whole year a nanosecond system_clock can hold; later dates would overflow.
+    if (y < 1970 || y > 2261 || mo < 1 || mo > 12 || d < 1 || d > 31 || h < 0 || h > 23 || mi < 0 || mi > 59 ||
         s < 0 || s > 60)
         return false;
     std::tm tm{};

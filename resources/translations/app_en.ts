@@ -240,6 +240,18 @@
         <source>%1 us</source>
         <translation>%1 us</translation>
     </message>
+    <message>
+        <source>Please wait until the current export has finished.</source>
+        <translation>Please wait until the current export has finished.</translation>
+    </message>
+    <message>
+        <source>Indexing the recording... %1%</source>
+        <translation>Indexing the recording... %1%</translation>
+    </message>
+    <message>
+        <source>Writing...</source>
+        <translation>Writing...</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
@@ -249,10 +261,44 @@
     </message>
 </context>
 <context>
+    <name>QvCutRawFile</name>
+    <message>
+        <source>Cut Recording</source>
+        <translation>Cut Recording</translation>
+    </message>
+    <message>
+        <source>Save</source>
+        <translation>Save</translation>
+    </message>
+</context>
+<context>
     <name>QvEventProcessor</name>
     <message>
         <source>Cannot open %1: %2</source>
         <translation>Cannot open %1: %2</translation>
+    </message>
+    <message>
+        <source>Please wait until the current export has finished.</source>
+        <translation>Please wait until the current export has finished.</translation>
+    </message>
+    <message>
+        <source>Export raw file success!</source>
+        <translation>Export raw file success!</translation>
+    </message>
+    <message>
+        <source>Export video success!</source>
+        <translation>Export video success!</translation>
+    </message>
+</context>
+<context>
+    <name>QvExportVideoUI</name>
+    <message>
+        <source>Export a video</source>
+        <translation>Export a video</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>Export</translation>
     </message>
 </context>
 <context>
@@ -280,6 +326,41 @@
     <message>
         <source>Close</source>
         <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>QvRangeFileDialog</name>
+    <message>
+        <source>Earlier by 1 ms</source>
+        <translation>Earlier by 1 ms</translation>
+    </message>
+    <message>
+        <source>Later by 1 ms</source>
+        <translation>Later by 1 ms</translation>
+    </message>
+    <message>
+        <source>Start Time</source>
+        <translation>Start Time</translation>
+    </message>
+    <message>
+        <source>End Time</source>
+        <translation>End Time</translation>
+    </message>
+    <message>
+        <source>Save File Path</source>
+        <translation>Save File Path</translation>
+    </message>
+    <message>
+        <source>Select Directory</source>
+        <translation>Select Directory</translation>
+    </message>
+    <message>
+        <source>File Name</source>
+        <translation>File Name</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancel</translation>
     </message>
 </context>
 </TS>

@@ -240,6 +240,18 @@
         <source>%1 us</source>
         <translation>%1 微秒</translation>
     </message>
+    <message>
+        <source>Please wait until the current export has finished.</source>
+        <translation>请等待当前导出完成。</translation>
+    </message>
+    <message>
+        <source>Indexing the recording... %1%</source>
+        <translation>正在索引录制文件... %1%</translation>
+    </message>
+    <message>
+        <source>Writing...</source>
+        <translation>正在写入...</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
@@ -249,10 +261,44 @@
     </message>
 </context>
 <context>
+    <name>QvCutRawFile</name>
+    <message>
+        <source>Cut Recording</source>
+        <translation>剪切录制</translation>
+    </message>
+    <message>
+        <source>Save</source>
+        <translation>保存</translation>
+    </message>
+</context>
+<context>
     <name>QvEventProcessor</name>
     <message>
         <source>Cannot open %1: %2</source>
         <translation>无法打开 %1：%2</translation>
+    </message>
+    <message>
+        <source>Please wait until the current export has finished.</source>
+        <translation>请等待当前导出完成。</translation>
+    </message>
+    <message>
+        <source>Export raw file success!</source>
+        <translation>导出 raw 文件成功！</translation>
+    </message>
+    <message>
+        <source>Export video success!</source>
+        <translation>导出视频成功！</translation>
+    </message>
+</context>
+<context>
+    <name>QvExportVideoUI</name>
+    <message>
+        <source>Export a video</source>
+        <translation>导出视频</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>导出</translation>
     </message>
 </context>
 <context>
@@ -280,6 +326,41 @@
     <message>
         <source>Close</source>
         <translation>关闭</translation>
+    </message>
+</context>
+<context>
+    <name>QvRangeFileDialog</name>
+    <message>
+        <source>Earlier by 1 ms</source>
+        <translation>提前 1 毫秒</translation>
+    </message>
+    <message>
+        <source>Later by 1 ms</source>
+        <translation>推后 1 毫秒</translation>
+    </message>
+    <message>
+        <source>Start Time</source>
+        <translation>开始时间</translation>
+    </message>
+    <message>
+        <source>End Time</source>
+        <translation>结束时间</translation>
+    </message>
+    <message>
+        <source>Save File Path</source>
+        <translation>保存路径</translation>
+    </message>
+    <message>
+        <source>Select Directory</source>
+        <translation>选择目录</translation>
+    </message>
+    <message>
+        <source>File Name</source>
+        <translation>文件名</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
     </message>
 </context>
 </TS>

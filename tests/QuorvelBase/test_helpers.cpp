@@ -32,7 +32,7 @@ TEST(TimeUtils, HeaderDatesRoundTripInLocalTime) {
     EXPECT_EQ(std::chrono::system_clock::to_time_t(tp), 1709618829); // 06:07:09 UTC
     EXPECT_EQ(timePointToString(tp + std::chrono::microseconds(123999)), "2024-03-05 14:07:09.123");
     for (const char* bad : {"", "2024-03-05", "2024-13-01 00:00:00", "2024-03-05 25:00:00", "yesterday",
-                            "2024-03-05 14:07:09x"})
+                            "2024-03-05 14:07:09x", "4040-09-14 09:03:25"})
         EXPECT_FALSE(parseLocalDateTime(bad, tp)) << bad;
     unsetenv("TZ");
     tzset();

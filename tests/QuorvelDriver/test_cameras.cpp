@@ -4,6 +4,7 @@
 
 #include "camera/CameraCore.h"
 #include "quorvel/DvsCameraManager.h"
+#include "quorvel/VirtualCameras.h"
 #include "quorvel/raw/RawFileWriter.h"
 #include "sim/SimulatedSensor.h"
 
@@ -147,7 +148,9 @@ TEST(CameraStreaming, PollingDeliversOrderedEventsAndStatisticsOnceASecond) {
     std::lock_guard l(mu);
     ASSERT_GE(stats.size(), 2u);
     const double gap = std::chrono::duration<double>(stats[1].when - stats[0].when).count();
-    EXPECT_NEAR(gap, 1.0, 0.15);
+    // Once a second; a heavily loaded machine may deschedule the streaming thread for a while.
+    EXPECT_GT(gap, 0.95);
+    EXPECT_LT(gap, 1.35);
     // The rate is what was delivered over that second (both counted on the streaming thread).
     const double rate = (stats[1].delivered - stats[0].delivered) / gap;
     EXPECT_NEAR(static_cast<double>(stats[1].info.eventRate), rate, rate * 0.03);
@@ -308,7 +311,10 @@ TEST(ReplayCamera, PlaysTheRecordingInRealTimeAsALiveCamera) {
     EXPECT_TRUE(mism.first == got.end()) << "first difference at " << (mism.first - got.begin()) << " of " << got.size()
                                          << ": t=" << mism.first->timestamp << " x=" << mism.first->x << " vs t="
                                          << mism.second->timestamp << " x=" << mism.second->x;
-    EXPECT_NEAR(static_cast<double>(got.back().timestamp), wall * 1e6, 150000.0);
+    // Paced by the wall clock: never ahead of it, and not far behind (the margin is for a loaded
+    // machine; a replay does not skip ahead the way a simulated sensor does).
+    EXPECT_LE(static_cast<double>(got.back().timestamp), wall * 1e6 + 20000.0);
+    EXPECT_GT(static_cast<double>(got.back().timestamp), wall * 1e6 - 350000.0);
 
     // Played on past its end it loops, with time moving on.
     ASSERT_EQ(cam->start(), 0);
@@ -317,4 +323,47 @@ TEST(ReplayCamera, PlaysTheRecordingInRealTimeAsALiveCamera) {
     EXPECT_TRUE(ordered(got));
     EXPECT_GT(got.back().timestamp, recorded.back().timestamp);
     EXPECT_GT(got.size(), recorded.size());
+}
+
+TEST(CameraStreaming, UnpluggedCameraEndsItsStreamAndLeavesTheList) {
+    EnvGuard g("QUORVEL_VIRTUAL_CAMERAS");
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    DvsCameraManager m;
+    auto cam = m.openCamera("QVSIM-DVS-0001");
+    ASSERT_TRUE(cam);
+    ASSERT_EQ(cam->start(), 0);
+    std::thread cable([] {
+        std::this_thread::sleep_for(300ms);
+        setVirtualCameraPlugged("QVSIM-DVS-0001", false);
+    });
+    // The application's pull loop: poll, then ask whether the camera is still there.
+    std::vector<Event2D> batch;
+    size_t rounds = 0, events = 0;
+    const auto t0 = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() - t0 < 3s) {
+        if (cam->getEvents(batch))
+            events += batch.size();
+        ++rounds;
+        std::this_thread::sleep_for(30ms);
+        if (!cam->isConnected())
+            break;
+    }
+    cable.join();
+    EXPECT_FALSE(cam->isConnected());
+    EXPECT_GT(events, 0u);
+    EXPECT_LT(rounds, 40u);
+    EXPECT_NE(cam->lastError().find("unplugged"), std::string::npos);
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(cam->isStreaming());
+    EXPECT_EQ(cam->start(), -1);
+    EXPECT_EQ(m.getCameraDescs().size(), 1u);
+    EXPECT_FALSE(m.openFusionCamera("QVSIM-DVS-0001"));
+
+    EXPECT_TRUE(setVirtualCameraPlugged("QVSIM-DVS-0001", true));
+    EXPECT_FALSE(setVirtualCameraPlugged("NOPE", true));
+    EXPECT_EQ(m.getCameraDescs().size(), 2u);
+    EXPECT_TRUE(cam->isConnected());
+    ASSERT_EQ(cam->start(), 0);
+    EXPECT_FALSE(poll(*cam, 200ms).empty());
+    cam->stop();
 }

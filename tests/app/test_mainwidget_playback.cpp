@@ -1,11 +1,15 @@
+#include "appsettings.h"
 #include "mainwidget.h"
+#include "quorvel/DvsFileReader.h"
 #include "qvtestenv.h"
 #include "qvthreehandleslider.h"
 #include "showimageform.h"
 #include "testrecording.h"
 
 #include <QApplication>
+#include <QDialog>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
 #include <QPushButton>
@@ -163,6 +167,36 @@ private slots:
         QApplication::sendEvent(w.get(), &drop);
         QCOMPARE(w->currentFile(), QFileInfo(file).absoluteFilePath());
         QTRY_VERIFY(f().pb_play->isChecked());
+    }
+
+    void cutRecordingOffersTheSliderRangeAndWritesTheFile() {
+        openAndPause();
+        QString seenStart, seenEnd, seenName, seenFolder;
+        QTemporaryDir out;
+        w->setDialogRunner([&](QDialog& d) {
+            seenStart = d.findChild<QLineEdit*>("le_start_time")->text();
+            seenEnd = d.findChild<QLineEdit*>("le_end_time")->text();
+            seenName = d.findChild<QLineEdit*>("le_file_name")->text();
+            seenFolder = d.findChild<QLineEdit*>("le_save_file_path")->text();
+            d.findChild<QLineEdit*>("le_save_file_path")->setText(out.path());
+            d.findChild<QLineEdit*>("le_file_name")->setText("piece.raw");
+            d.findChild<QLineEdit*>("le_start_time")->setText("400000");
+            d.findChild<QLineEdit*>("le_end_time")->setText("409000");
+            return int(QDialog::Accepted);
+        });
+        w->openActionSlot(w->menuOf(f().pb_menu_file)->actions().at(3)); // "Cut Recording"
+        // Centre-only slider: the whole recording is offered, named after the current time.
+        QCOMPARE(seenStart, QString::number(TestRecording::kStart));
+        QCOMPARE(seenEnd, QString::number(TestRecording::kEnd));
+        QVERIFY2(QRegularExpression("^\\d{8}_\\d{6}\\.raw$").match(seenName).hasMatch(), qPrintable(seenName));
+        QCOMPARE(seenFolder, AppSettings::instance()->outputRawFilePath);
+        proc()->waitForJobs();
+        QTRY_VERIFY(QFile::exists(out.filePath("piece.raw")));
+        auto reader = quorvel::DvsFileReader::createFileReader(out.filePath("piece.raw").toStdString());
+        QVERIFY(reader);
+        auto events = reader->getEventsInRange(0, ~0ull >> 1);
+        QCOMPARE(events->size(), size_t(10));
+        QTRY_VERIFY(f().pb_play->isEnabled()); // the controls come back when the job is done
     }
 
     void unreadableRecordingsLeaveTheWindowAsItWas() {

@@ -12,6 +12,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QMenu>
 #include <QPushButton>
 #include <QScreen>
 
@@ -39,6 +40,17 @@ int inkPixels(const QImage& img, QWidget* root, QWidget* child, QRgb background)
     return ink;
 }
 
+QImage showAndGrab(QWidget& w, const QString& name) {
+    w.resize(1440, 900);
+    w.show();
+    if (!QTest::qWaitForWindowExposed(&w))
+        return {};
+    QTest::qWait(300);
+    const QImage img = grab(&w);
+    keep(img, name);
+    return img;
+}
+
 } // namespace
 
 class ScreenshotTest : public QObject {
@@ -62,12 +74,7 @@ private slots:
     void mainWindowInEnglish() {
         loadLanguage("en");
         MainWidget w;
-        w.resize(1440, 900);
-        w.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
-        QTest::qWait(300);
-        const QImage img = grab(&w);
-        keep(img, "main-en.png");
+        const QImage img = showAndGrab(w, "main-en.png");
         const MainWidgetForm& f = w.form();
         const QPoint title = f.widget_title_space->mapTo(&w, QPoint(5, 5));
         QCOMPARE(img.pixel(title), qRgb(0xFA, 0xFA, 0xFA));
@@ -79,12 +86,7 @@ private slots:
     void mainWindowInChinese() {
         QVERIFY(loadLanguage("zh"));
         MainWidget w;
-        w.resize(1440, 900);
-        w.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
-        QTest::qWait(300);
-        const QImage img = grab(&w);
-        keep(img, "main-zh.png");
+        const QImage img = showAndGrab(w, "main-zh.png");
         QCOMPARE(w.form().pb_menu_file->text(), QStringLiteral("文件"));
         // A missing glyph draws as an outlined box: few pixels. Two real hanzi at 14 px draw far
         // more ink than two empty boxes would.
@@ -125,6 +127,19 @@ private slots:
         QVERIFY2(on > 50 && off > 20 && grey > on + off, qPrintable(QStringLiteral("%1 %2 %3").arg(on).arg(off).arg(grey)));
         QCOMPARE(w.timeSlider()->minimum(), uint64_t(1317888));
         QVERIFY(w.form().pb_play->isChecked());
+
+        // With the start and end handles on, the range between them is drawn in the brand colour
+        // and the groove outside it in grey.
+        w.startEndMenu()->actions().first()->trigger();
+        QvThreeHandleSlider* slider = w.timeSlider();
+        slider->setLowerValue(1317888 + 10000);
+        slider->setUpperValue(1317888 + 40000);
+        const QImage ranged = grab(&w);
+        keep(ranged, "playing-range.png");
+        const QPoint lower = slider->mapTo(&w, slider->lowerHandleRect().center());
+        QCOMPARE(QColor(ranged.pixel(lower)), QColor("#004B6A"));
+        const QPoint before = slider->mapTo(&w, QPoint(slider->lowerHandleRect().left() - 8, slider->height() / 2));
+        QCOMPARE(QColor(ranged.pixel(before)), QColor(208, 208, 208));
     }
 };
 

@@ -1,4 +1,3 @@
-#include "aboutusform.h"
 #include "initdialog.h"
 #include "qvtestenv.h"
 #include "startup.h"
@@ -59,10 +58,6 @@ private slots:
         QVERIFY(clock.elapsed() < 1500);
     }
 
-    void aboutFormTitle() {
-        AboutUSForm about;
-        QCOMPARE(about.windowTitle(), QStringLiteral("AboutUSForm"));
-    }
 };
 
 QV_TEST_MAIN(StartupTest)

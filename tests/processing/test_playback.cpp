@@ -3,6 +3,8 @@
 
 #include "testrecording.h"
 
+#include "quorvel/DvsFileReader.h"
+
 #include <QTemporaryDir>
 #include <QtTest/QtTest>
 
@@ -153,13 +155,6 @@ private slots:
         QCOMPARE(proc->currentPosition(), kStart);
     }
 
-    void fpsSetsTheFileTimePerFrame() {
-        proc->setFps(33);
-        QCOMPARE(proc->timeInterval(), uint64_t(30303));
-        proc->setFps(1000);
-        QCOMPARE(proc->timeInterval(), uint64_t(1000));
-    }
-
     void seekShowsTheFrameAtThePosition() {
         proc->setPlayPos(500'000);
         waitFrames(1);
@@ -204,39 +199,42 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(obs->playStatus.size() >= 2, 5000);
     }
 
-    void loopRestartsAtTheRangeStart() {
-        proc->setFps(30);
-        proc->slotSetLowerTimeStamp(900'000);
-        proc->slotSetUpperTimeStamp(kEnd);
-        proc->setPlayPos(900'000);
-        proc->slotPlayLoop(true);
-        obs->positions.clear();
-        proc->slotPlaybackCtrl(true);
-        // 109 ms of file per pass: within a second the position must have wrapped at least once.
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                for (int i = 1; i < obs->positions.size(); ++i)
-                    if (obs->positions[i] < obs->positions[i - 1])
-                        return true;
-                return false;
-            }(),
-            3000);
-        QVERIFY(proc->isPlaying());
-        proc->slotPlaybackCtrl(false);
-        QVERIFY(!proc->isPlaying());
-        for (quint64 p : obs->positions)
-            QVERIFY(p >= 900'000 && p <= kEnd);
+    void cutWritesExactlyTheRangeAndSaysSoTwice() {
+        QList<QPair<QString, QString>> tips;
+        connect(proc.get(), &QvEventProcessor::signalShowLeftBottomTips, this,
+                [&](QString t, QvMessageType, QString path) { tips.append({t, path}); }, Qt::QueuedConnection);
+        const QString out = dir.path() + "/cut.raw";
+        proc->slotCutRawFile(out, dir.path(), 200'000, 250'000);
+        proc->waitForJobs();
+        QTRY_COMPARE(tips.size(), 2);
+        QCOMPARE(tips[0].first, QStringLiteral("Export raw file success!"));
+        QCOMPARE(tips[1].first, QStringLiteral("Export video success!")); // established behaviour
+        QCOMPARE(tips[0].second, dir.path());
+        auto cut = quorvel::DvsFileReader::createFileReader(out.toStdString());
+        QVERIFY(cut);
+        auto events = cut->getEventsInRange(0, ~0ull >> 1);
+        QVERIFY(events);
+        QCOMPARE(events->size(), size_t(51)); // 200000 .. 250000 inclusive, one per ms
+        QCOMPARE(events->front(), qvtest::TestRecording::event(190));
+        QCOMPARE(events->back(), qvtest::TestRecording::event(240));
+
+        // A cut that cannot be written shows nothing at all and leaves nothing behind.
+        tips.clear();
+        proc->slotCutRawFile(dir.path() + "/no/such/folder/x.raw", dir.path(), 200'000, 250'000);
+        proc->waitForJobs();
+        QTest::qWait(100);
+        QVERIFY(tips.isEmpty());
+        QVERIFY(!QFile::exists(dir.path() + "/no/such/folder/x.raw"));
     }
 
-    void resetReturnsToTheStartAndPauses() {
-        proc->setPlayPos(700'000);
-        proc->slotPlaybackCtrl(true);
-        QTest::qWait(80);
-        proc->slotPlaybackReset();
-        QVERIFY(!proc->isPlaying());
-        QCOMPARE(proc->currentPosition(), kStart);
-        QTRY_COMPARE(obs->positions.last(), quint64(kStart));
-        QTRY_COMPARE(obs->playStatus.last(), false);
+    void jobsNeedAFile() {
+        QvEventProcessor empty;
+        QSignalSpy busy(&empty, &QvEventProcessor::signalLoadingStatus);
+        empty.slotCutRawFile(dir.path() + "/never.raw", dir.path(), 0, 1000);
+        empty.slotExportVideo(dir.path() + "/never.mp4", dir.path(), 0, 1000);
+        empty.waitForJobs();
+        QCOMPARE(busy.count(), 0);
+        QVERIFY(!QFile::exists(dir.path() + "/never.raw"));
     }
 
     void closingTheFileStopsEverything() {

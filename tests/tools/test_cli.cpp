@@ -49,6 +49,7 @@ Recording makeRecording(const std::string& path) {
     StreamParams p;
     p.width = 640;
     p.height = 480;
+    p.startUs = (uint64_t{1} << 24) - 300'000; // crosses an EVT 3.0 time wrap
     p.durationUs = 600'000;
     p.denseRate = 500e3;
     p.sparseRate = 10e3;

@@ -1,4 +1,5 @@
 #include "framelesshelper.h"
+#include "framelesswindow.h"
 #include "qvfilepathreminderform.h"
 #include "qvmessagebox.h"
 #include "qvtestenv.h"
@@ -95,13 +96,6 @@ private slots:
         QVERIFY(toast.windowFlags() & Qt::WindowStaysOnTopHint);
     }
 
-    void toastWithAFolderOffersToOpenIt() {
-        QvFilePathReminderForm toast("Saved", QvMessageSuccess, "/tmp");
-        toast.show();
-        QVERIFY(child<QPushButton>(&toast, "pb_open_dir")->isVisible());
-        QCOMPARE(toast.directory(), QStringLiteral("/tmp"));
-    }
-
     void toastDeletesItselfAfterFiveSecondsEvenWhenClosedEarly() {
         QPointer<QvFilePathReminderForm> open = new QvFilePathReminderForm("a", QvMessageSuccess, QString());
         QPointer<QvFilePathReminderForm> closed = new QvFilePathReminderForm("b", QvMessageError, QString());
@@ -180,6 +174,23 @@ private slots:
         const QRect fixedGeometry = f.window.geometry();
         f.drag(QPoint(1, 150), QPoint(-20, 0));
         QCOMPARE(f.window.geometry(), fixedGeometry);
+    }
+
+    void framelessMainWindowHasAWorkingBar() {
+        FramelessWindow win;
+        win.setWindowTitle("Session");
+        win.resize(500, 400);
+        win.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&win));
+        QCOMPARE(win.windowBar()->height(), FramelessWindow::kBarHeight);
+        QVERIFY(win.windowFlags() & Qt::FramelessWindowHint);
+        QCOMPARE(win.windowBar()->findChildren<QLabel*>().last()->text(), QStringLiteral("Session"));
+        child<QPushButton>(win.windowBar(), "pb_win_max")->click();
+        QTRY_VERIFY(win.isMaximized());
+        child<QPushButton>(win.windowBar(), "pb_win_max")->click();
+        QTRY_VERIFY(!win.isMaximized());
+        child<QPushButton>(win.windowBar(), "pb_win_close")->click();
+        QTRY_VERIFY(!win.isVisible());
     }
 };
 

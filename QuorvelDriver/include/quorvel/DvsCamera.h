@@ -104,6 +104,10 @@ public:
 
     /// Events removed from the getEvents() queue because it was not read in time.
     uint64_t droppedEvents() const;
+    /// Network cameras: stream packets and events that were lost on the way from the camera
+    /// since start() (counted from sequence gaps, never silent). 0 for local cameras.
+    uint64_t lostPackets() const;
+    uint64_t lostEvents() const;
     std::string lastError() const;
 
     /// The shared implementation (for the SDK's own tools and tests).

@@ -6,6 +6,7 @@
 // point counts 100-nanosecond ticks on the system clock.
 // Thread rules: plain data.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <ratio>
@@ -25,9 +26,13 @@ struct DvsFileInfo {
     /// header has no readable date.
     TimePoint startTime{};
 
-    /// Wall-clock time of the file position `timestampUs`.
+    /// Wall-clock time of the file position `timestampUs` (offsets are capped at about 30 years
+    /// either way, so a damaged clock cannot overflow the time point).
     TimePoint localTimeAt(uint64_t timestampUs) const {
-        return startTime + Ticks(static_cast<int64_t>(timestampUs - firstTimestamp) * 10);
+        constexpr uint64_t kCapUs = uint64_t{1} << 50;
+        if (timestampUs >= firstTimestamp)
+            return startTime + Ticks(static_cast<int64_t>(std::min(timestampUs - firstTimestamp, kCapUs)) * 10);
+        return startTime - Ticks(static_cast<int64_t>(std::min(firstTimestamp - timestampUs, kCapUs)) * 10);
     }
 };
 

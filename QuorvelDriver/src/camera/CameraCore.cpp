@@ -4,6 +4,7 @@
 #include "quorvel/Logger.h"
 
 #include <algorithm>
+#include <pthread.h>
 
 namespace quorvel::detail {
 
@@ -21,6 +22,12 @@ CameraCore::CameraCore(CameraDescription desc, std::unique_ptr<EventSource> sour
       m_height(m_source->height()), m_pipeline(m_width, m_height) {
     m_desc.width = m_width;
     m_desc.height = m_height;
+    if (m_options.remote) {
+        for (auto& t : m_options.remote->tools())
+            m_tools[t->getToolType()] = t;
+        m_toolGenerations.assign(m_tools.size(), UINT64_MAX);
+        return;
+    }
     if (m_source->hasBiases())
         m_tools[TOOL_BIASES] = makeBiasesTool();
     m_tools[TOOL_TRIGGER_IN] = makeTriggerInTool();
@@ -79,6 +86,13 @@ bool CameraCore::loadConfig(const std::string& path) {
         setError("'" + path + "' is not a camera configuration (a JSON object of tool sections)");
         return false;
     }
+    if (m_options.remote) {
+        if (!m_options.remote->loadConfig(doc, err)) {
+            setError("'" + path + "': " + err);
+            return false;
+        }
+        return true;
+    }
     // Check every section first and apply only when all are acceptable, so a bad file changes
     // nothing.
     std::map<ToolType, ValueMap> changes;
@@ -106,6 +120,10 @@ bool CameraCore::exportConfig(const std::string& path) {
     for (const auto& [type, t] : m_tools)
         doc[toolSectionKey(type)] = t->toJson();
     std::string err;
+    if (m_options.remote && !m_options.remote->exportConfig(doc, err)) {
+        setError(err);
+        return false;
+    }
     if (!writeJsonFile(path, doc, &err)) {
         setError(err);
         return false;
@@ -114,6 +132,8 @@ bool CameraCore::exportConfig(const std::string& path) {
 }
 
 void CameraCore::refreshSettings() {
+    if (m_options.remote)
+        return; // the daemon filters
     bool changed = false;
     size_t i = 0;
     for (const auto& [type, t] : m_tools) {
@@ -146,7 +166,9 @@ int CameraCore::start() {
         return -1;
     }
     const auto sinceOpen = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_opened);
-    if (!m_source->restart(static_cast<uint64_t>(sinceOpen.count()))) {
+    // A live sensor's clock runs from when it was opened; an offline simulation starts at zero.
+    const uint64_t hint = m_options.realtime ? static_cast<uint64_t>(sinceOpen.count()) : 0;
+    if (!m_source->restart(hint)) {
         setError(m_source->lastError());
         return -2;
     }
@@ -177,10 +199,13 @@ bool CameraCore::stop() {
     const bool was = m_running.exchange(false);
     if (m_thread.joinable())
         m_thread.join();
+    if (was && m_options.remote)
+        m_options.remote->stopStream();
     return was;
 }
 
 void CameraCore::run() {
+    pthread_setname_np(pthread_self(), "qv-stream");
     std::vector<Event2D> ev, batch;
     std::vector<EventTriggerIn> tr, batchTr;
     const auto wall0 = std::chrono::steady_clock::now();
@@ -211,16 +236,26 @@ void CameraCore::run() {
                 m_counters.skippedUs += lag;
             }
         }
+        uint32_t chunk = kChunkUs;
+        if (m_options.durationUs) {
+            const uint64_t end = sens0 + m_options.durationUs;
+            if (m_source->now() >= end)
+                break;
+            chunk = static_cast<uint32_t>(std::min<uint64_t>(chunk, end - m_source->now()));
+        }
         refreshSettings();
-        if (!m_source->next(kChunkUs, ev, tr)) {
+        if (!m_source->next(chunk, ev, tr)) {
             const std::string err = m_source->lastError();
             setError(err);
             Logger::Instance().log_(LOG_ERROR, __FILE__, __LINE__, "camera " + m_desc.serial + " lost: " + err);
             m_connected = false;
+            if (m_options.remote)
+                statistics(now, true); // one last report, so the loss shows after the stream ends
             break;
         }
         batchProduced += ev.size();
-        m_pipeline.process(ev, tr);
+        if (!m_options.remote)
+            m_pipeline.process(ev, tr);
         // Appended rather than swapped in: the batch buffer is sized for a whole interval and
         // stays so, while growing a fresh one would fault in new pages for every batch.
         batch.insert(batch.end(), ev.begin(), ev.end());
@@ -260,12 +295,16 @@ uint64_t CameraCore::encodedSize(const Event2D* b, const Event2D* e) {
     return words * 2;
 }
 
-void CameraCore::statistics(std::chrono::steady_clock::time_point now) {
+void CameraCore::statistics(std::chrono::steady_clock::time_point now, bool final) {
     const auto elapsed = now - m_statStart;
-    if (elapsed < std::chrono::seconds(1))
+    if (elapsed < std::chrono::seconds(1) && !final)
         return;
-    const double sec = std::chrono::duration<double>(elapsed).count();
-    const QvStatisticInfo info(static_cast<uint64_t>(m_statBytes / sec), static_cast<uint64_t>(m_statEvents / sec));
+    const double sec = std::max(std::chrono::duration<double>(elapsed).count(), 1e-3);
+    QvStatisticInfo info(static_cast<uint64_t>(m_statBytes / sec), static_cast<uint64_t>(m_statEvents / sec));
+    if (m_options.remote) {
+        info.lostPackets = m_options.remote->lostPackets();
+        info.lostEvents = m_options.remote->lostEvents();
+    }
     m_statStart = now;
     m_statEvents = m_statBytes = 0;
     StatisticCallbackFn cb;
@@ -281,7 +320,14 @@ void CameraCore::deliver(std::vector<Event2D>& batch, std::vector<EventTriggerIn
     const Event2D* b = batch.data();
     const Event2D* e = b + batch.size();
     m_statEvents += batch.size();
-    m_statBytes += encodedSize(b, e);
+    bool wantStats;
+    {
+        std::lock_guard lock(m_cbMutex);
+        wantStats = static_cast<bool>(m_statCb);
+    }
+    // The size estimate costs a pass over the events; only statistics listeners need it.
+    if (wantStats)
+        m_statBytes += encodedSize(b, e);
     {
         std::lock_guard c(m_counterMutex);
         m_counters.produced += produced;
@@ -479,9 +525,22 @@ uint16_t CameraCore::cacheSeconds() const {
     return m_cacheSeconds;
 }
 
+void CameraCore::disconnect(const std::string& reason) {
+    setError(reason);
+    m_connected = false;
+    m_running = false; // the streaming thread ends on its own; stop() or start() joins it
+}
+
+void CameraCore::reconnect() { m_connected = true; }
+
 StreamCounters CameraCore::counters() const {
     std::lock_guard c(m_counterMutex);
-    return m_counters;
+    StreamCounters out = m_counters;
+    if (m_options.remote) {
+        out.lostPackets = m_options.remote->lostPackets();
+        out.lostEvents = m_options.remote->lostEvents();
+    }
+    return out;
 }
 
 } // namespace quorvel::detail

@@ -13,6 +13,7 @@
 #include "camera/EventPipeline.h"
 #include "camera/EventSource.h"
 #include "camera/ParameterTool.h"
+#include "camera/RemoteEnd.h"
 #include "camera/Recorder.h"
 #include "quorvel/CameraDescription.h"
 #include "quorvel/Event2D.h"
@@ -40,6 +41,9 @@ struct CameraCoreOptions {
     bool fusion = false;   ///< adds the APS tool
     bool realtime = true;  ///< pace the source to the wall clock (off for offline generation)
     size_t maxQueuedEvents = 8u << 20;
+    uint64_t durationUs = 0; ///< the stream ends after this much sensor time (0: never)
+    /// Set for a network camera: tools, configuration and stream control live in its daemon.
+    std::shared_ptr<RemoteEnd> remote;
 };
 
 /// Counts of a stream since start(), for tests and the CLI.
@@ -49,6 +53,8 @@ struct StreamCounters {
     uint64_t queueDropped = 0;
     uint64_t triggers = 0;
     uint64_t skippedUs = 0; ///< sensor time skipped because the source fell behind the wall clock
+    uint64_t lostPackets = 0; ///< network cameras: stream packets that never arrived
+    uint64_t lostEvents = 0;  ///< network cameras: events in them
     PipelineCounters filtered;
 };
 
@@ -71,7 +77,7 @@ public:
     int start();
     bool stop();
     bool streaming() const { return m_running.load(); }
-    bool connected() const { return m_connected.load(); }
+    bool connected() const { return m_connected.load() && (!m_options.remote || m_options.remote->linkUp()); }
 
     bool getEvents(std::vector<Event2D>& out);
     int addEventsCallback(EventsCallbackFn fn);
@@ -89,6 +95,11 @@ public:
     uint16_t cacheSeconds() const;
     uint64_t lastRecordingEvents() const;
 
+    /// The camera is gone (unplugged): the stream ends, isConnected() turns false, start() fails.
+    void disconnect(const std::string& reason);
+    /// Plugged back in: start() works again.
+    void reconnect();
+
     StreamCounters counters() const;
     std::string lastError() const;
     void setError(const std::string& e) const;
@@ -97,7 +108,7 @@ private:
     void run();
     void refreshSettings();
     void deliver(std::vector<Event2D>& events, std::vector<EventTriggerIn>& triggers, uint64_t produced);
-    void statistics(std::chrono::steady_clock::time_point now);
+    void statistics(std::chrono::steady_clock::time_point now, bool final = false);
     uint64_t encodedSize(const Event2D* b, const Event2D* e);
 
     CameraDescription m_desc;

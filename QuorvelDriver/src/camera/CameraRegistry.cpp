@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <map>
+#include <set>
 #include <mutex>
 
 namespace quorvel::detail {
@@ -18,6 +19,7 @@ struct Entry {
 
 std::mutex g_mutex;
 std::map<std::string, std::weak_ptr<CameraCore>> g_open;
+std::set<std::string> g_unplugged;
 
 std::string envOr(const char* name, const std::string& fallback) {
     const char* v = std::getenv(name);
@@ -88,14 +90,42 @@ std::vector<Entry> entries() {
 } // namespace
 
 std::vector<CameraDescription> listVirtualCameras() {
+    std::lock_guard lock(g_mutex);
     std::vector<CameraDescription> out;
     for (auto& e : entries())
-        out.push_back(e.desc);
+        if (!g_unplugged.count(e.desc.serial))
+            out.push_back(e.desc);
     return out;
+}
+
+bool setVirtualCameraPlugged(const std::string& serial, bool plugged) {
+    std::lock_guard lock(g_mutex);
+    bool known = false;
+    for (const auto& e : entries())
+        known |= e.desc.serial == serial;
+    if (!known)
+        return false;
+    std::shared_ptr<CameraCore> core;
+    if (auto it = g_open.find(serial); it != g_open.end())
+        core = it->second.lock();
+    if (plugged) {
+        g_unplugged.erase(serial);
+        if (core)
+            core->reconnect();
+    } else {
+        g_unplugged.insert(serial);
+        if (core)
+            core->disconnect("camera " + serial + " was unplugged");
+    }
+    return true;
 }
 
 std::shared_ptr<CameraCore> openVirtualCamera(const std::string& serial, std::string& error) {
     std::lock_guard lock(g_mutex);
+    if (g_unplugged.count(serial)) {
+        error = "camera " + serial + " is not connected";
+        return nullptr;
+    }
     if (auto it = g_open.find(serial); it != g_open.end())
         if (auto core = it->second.lock())
             return core;

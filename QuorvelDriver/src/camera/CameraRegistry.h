@@ -18,6 +18,8 @@ inline constexpr const char* kSimFusionSerial = "QVSIM-FUS-0001";
 inline constexpr const char* kFusionProduct = "Tarnix";
 
 std::vector<CameraDescription> listVirtualCameras();
+/// Unplugs (or plugs back) a virtual camera: hidden from the list, its open camera disconnected.
+bool setVirtualCameraPlugged(const std::string& serial, bool plugged);
 /// The open camera with this serial, or a newly opened one; null with `error`.
 std::shared_ptr<CameraCore> openVirtualCamera(const std::string& serial, std::string& error);
 

@@ -65,6 +65,8 @@ bool DvsCamera::setCacheTime(uint16_t seconds, std::string cacheFolder) {
 uint64_t DvsCamera::lastRecordingEventCount() const { return m_core ? m_core->lastRecordingEvents() : 0; }
 
 uint64_t DvsCamera::droppedEvents() const { return m_core ? m_core->counters().queueDropped : 0; }
+uint64_t DvsCamera::lostPackets() const { return m_core ? m_core->counters().lostPackets : 0; }
+uint64_t DvsCamera::lostEvents() const { return m_core ? m_core->counters().lostEvents : 0; }
 std::string DvsCamera::lastError() const { return m_core ? m_core->lastError() : "no such camera"; }
 
 } // namespace quorvel

@@ -1,6 +1,7 @@
 #include "quorvel/DvsCameraManager.h"
 
 #include "camera/CameraRegistry.h"
+#include "net/NetCamera.h"
 
 namespace quorvel {
 
@@ -11,11 +12,28 @@ thread_local std::string t_error;
 DvsCameraManager::DvsCameraManager() = default;
 DvsCameraManager::~DvsCameraManager() = default;
 
-std::vector<CameraDescription> DvsCameraManager::getCameraDescs() { return detail::listVirtualCameras(); }
+std::vector<CameraDescription> DvsCameraManager::getCameraDescs() {
+    auto out = detail::listVirtualCameras();
+    for (auto& d : net::discoverNetworkCameras())
+        out.push_back(std::move(d));
+    return out;
+}
+
+namespace {
+bool isVirtual(const std::string& serial) {
+    for (const auto& d : detail::listVirtualCameras())
+        if (d.serial == serial)
+            return true;
+    return false;
+}
+std::shared_ptr<detail::CameraCore> openAny(const std::string& serial, std::string& error) {
+    return isVirtual(serial) ? detail::openVirtualCamera(serial, error) : net::openNetworkCamera(serial, error);
+}
+} // namespace
 
 std::shared_ptr<DvsCamera> DvsCameraManager::openCamera(std::string serial) {
     std::string error;
-    auto core = detail::openVirtualCamera(serial, error);
+    auto core = openAny(serial, error);
     if (!core) {
         t_error = error;
         return nullptr;
@@ -30,7 +48,12 @@ std::shared_ptr<FusionCamera> DvsCameraManager::openFusionCamera(std::string ser
             t_error = "camera " + serial + " (" + d.product + ") is not a fusion camera";
             return nullptr;
         }
-    auto core = detail::openVirtualCamera(serial, error);
+    CameraDescription netDesc;
+    if (!isVirtual(serial) && net::isNetworkCamera(serial, &netDesc) && netDesc.product != detail::kFusionProduct) {
+        t_error = "camera " + serial + " (" + netDesc.product + ") is not a fusion camera";
+        return nullptr;
+    }
+    auto core = openAny(serial, error);
     if (!core) {
         t_error = error;
         return nullptr;
@@ -38,13 +61,17 @@ std::shared_ptr<FusionCamera> DvsCameraManager::openFusionCamera(std::string ser
     return std::make_shared<FusionCamera>(std::move(core));
 }
 
-bool DvsCameraManager::ethCameraForceIP(CameraDescription description, unsigned, unsigned, unsigned) {
+bool DvsCameraManager::ethCameraForceIP(CameraDescription description, unsigned ip, unsigned mask, unsigned gateway) {
     if (description.interfaceType != CAMERA_INTERFACE_ETHERNET) {
         t_error = "camera " + description.serial + " is not an Ethernet camera";
         return false;
     }
-    t_error = "no Ethernet camera " + description.serial + " is reachable";
-    return false;
+    std::string error;
+    if (!net::forceIp(description, ip, mask, gateway, error)) {
+        t_error = error;
+        return false;
+    }
+    return true;
 }
 
 std::string DvsCameraManager::lastError() { return t_error; }

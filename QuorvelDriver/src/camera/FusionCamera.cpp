@@ -3,6 +3,7 @@
 #include "camera/CameraCore.h"
 #include "camera/CameraRegistry.h"
 #include "quorvel/FusionRecordingWriter.h"
+#include "net/NetCamera.h"
 #include "quorvel/Logger.h"
 #include "video/ApsStream.h"
 
@@ -15,7 +16,8 @@ std::shared_ptr<detail::CameraCore> openFusion(const CameraDescription& d) {
         return nullptr;
     }
     std::string error;
-    auto core = detail::openVirtualCamera(d.serial, error);
+    auto core = d.interfaceType == CAMERA_INTERFACE_ETHERNET ? net::openNetworkCamera(d.serial, error)
+                                                             : detail::openVirtualCamera(d.serial, error);
     if (!core)
         Logger::Instance().log_(LOG_WARNING, __FILE__, __LINE__, error);
     return core;

@@ -4,6 +4,7 @@
 #include "quorvel/raw/RawHeader.h"
 
 #include <chrono>
+#include <pthread.h>
 #include <unistd.h>
 
 namespace quorvel::detail {
@@ -102,6 +103,7 @@ void Recorder::writePrefix() {
 }
 
 void Recorder::run() {
+    pthread_setname_np(pthread_self(), "qv-record");
     writePrefix();
     for (;;) {
         Item item;

@@ -37,6 +37,7 @@ struct CameraDescription {
     std::string firmware;     ///< firmware version text, e.g. "Tarnix_V1.7.2"
     uint16_t width = 0;       ///< sensor geometry in pixels (0 when unknown before opening)
     uint16_t height = 0;
+    std::string mac;          ///< hardware (MAC-like) address of a network camera, "02:1a:..."
 
     friend bool operator==(const CameraDescription&, const CameraDescription&) = default;
 };

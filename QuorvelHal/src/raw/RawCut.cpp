@@ -118,7 +118,10 @@ bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<Ra
     opt.serial = hdr.serial();
     opt.atomic = true;
     opt.startTime = sourceStart;
-    if (A > firstEventTs)
+    // Move the date to the range start; an offset beyond a century is a damaged clock, not a
+    // recording, and would overflow the time point.
+    constexpr uint64_t kCenturyUs = 100ull * 366 * 24 * 3600 * 1000000;
+    if (A > firstEventTs && A - firstEventTs < kCenturyUs)
         opt.startTime += std::chrono::microseconds(A - firstEventTs);
     result.outputEncoding = opt.encoding;
     if (!writer.open(outPath, opt)) {
