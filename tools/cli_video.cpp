@@ -118,14 +118,14 @@ int runExport(int argc, char** argv, int first) {
 }
 
 const char* const kSimulateHelp =
-    "usage: quorvel simulate [--fusion] OUT [--duration-s S] [--scene NAME] [--width W] [--height H]\n"
+    "usage: quorvel simulate --fusion OUT [--duration-s S] [--scene NAME] [--width W] [--height H]\n"
     "                        [--seed N] [--start-us T]\n"
-    "Writes what the simulated sensor sees of a synthetic scene (moving bars, a rotor, a flickering\n"
-    "light, background activity) as OUT.raw (EVT 3.0). With --fusion also OUT.mp4, the APS frames of the\n"
-    "same scene at 30 fps (H.264; frame times and the APS time offset on the event clock), and OUT.json,\n"
-    "the calibration mapping DVS pixels onto the 1.25 times finer, slightly shifted APS image. OUT may\n"
-    "end in .raw, .mp4 or .json. Defaults: 2 s, scene default, 640x480, seed 1, start 0 us. Scenes:\n"
-    "default, busy, bars, rotor, flicker, noise, static.\n";
+    "Writes a fusion recording of the simulated sensor looking at a synthetic scene (moving bars, a\n"
+    "rotor, a flickering light, background activity): OUT.raw, the events (EVT 3.0); OUT.mp4, the APS\n"
+    "frames of the same scene at 30 fps (H.264; frame times and the APS time offset on the event\n"
+    "clock); OUT.json, the calibration mapping DVS pixels onto the 1.25 times finer, slightly shifted\n"
+    "APS image. OUT may end in .raw, .mp4 or .json. Defaults: 2 s, scene default, 640x480, seed 1,\n"
+    "start 0 us. Scenes: default, busy, bars, rotor, flicker, noise, static.\n";
 
 int runSimulate(int argc, char** argv, int first) {
     FusionSimulationOptions o;

@@ -35,6 +35,22 @@ double meanGrey(const ApsFrame& f) {
     return static_cast<double>(sum) / static_cast<double>((f.getDataSize() + 3 * 97 - 1) / (3 * 97));
 }
 
+// Waits until `pred` holds (checked under the seen mutex) or `timeout` passes; the camera runs in
+// real time, and a slow or busy machine (or a sanitizer build) needs longer.
+template <typename Pred>
+bool waitUntil(Seen& seen, Pred pred, std::chrono::milliseconds timeout = 20s) {
+    const auto end = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < end) {
+        {
+            std::lock_guard l(seen.m);
+            if (pred())
+                return true;
+        }
+        std::this_thread::sleep_for(20ms);
+    }
+    return false;
+}
+
 std::shared_ptr<FusionCamera> openFusion() {
     DvsCameraManager m;
     for (const auto& d : m.getCameraDescs())
@@ -47,9 +63,9 @@ std::shared_ptr<FusionCamera> openFusion() {
 
 TEST(FusionCameraAps, FramesFollowTheEventClockAndTheApsTool) {
     unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    Seen seen; // outlives the camera, whose threads call into it until it closes
     auto cam = openFusion();
     ASSERT_TRUE(cam);
-    Seen seen;
     cam->addEventsCallback([&](const Event2D*, const Event2D* e) {
         std::lock_guard l(seen.m);
         seen.lastEventUs = std::max(seen.lastEventUs, (e - 1)->timestamp);
@@ -73,10 +89,9 @@ TEST(FusionCameraAps, FramesFollowTheEventClockAndTheApsTool) {
     }
     ASSERT_EQ(cam->start(STREAM_FUSION), 0);
     EXPECT_TRUE(cam->isApsStreaming());
-    std::this_thread::sleep_for(600ms);
+    ASSERT_TRUE(waitUntil(seen, [&] { return seen.times.size() >= 8; }));
     {
         std::lock_guard l(seen.m);
-        ASSERT_GE(seen.times.size(), 8u);
         for (size_t i = 1; i < seen.times.size(); ++i)
             EXPECT_EQ(seen.times[i] - seen.times[i - 1], 33'333u) << i;
         EXPECT_FALSE(seen.frameAheadOfEvents) << "a frame was taken before the events reached its time";
@@ -99,10 +114,9 @@ TEST(FusionCameraAps, FramesFollowTheEventClockAndTheApsTool) {
     ASSERT_TRUE(aps->setIntParam("frame_rate", 10));
     ASSERT_TRUE(aps->setBoolParam("auto_exposure", false));
     ASSERT_TRUE(aps->setIntParam("exposure_us", 30000));
-    std::this_thread::sleep_for(700ms);
+    ASSERT_TRUE(waitUntil(seen, [&] { return seen.times.size() >= mark + 4; }));
     {
         std::lock_guard l(seen.m);
-        ASSERT_GE(seen.times.size(), mark + 4);
         const size_t n = seen.times.size();
         EXPECT_EQ(seen.times[n - 1] - seen.times[n - 2], 100'000u);
         EXPECT_GT(seen.brightness.back(), before + 20);
@@ -122,13 +136,30 @@ TEST(FusionCameraAps, RecordsAFusionRecording) {
     unsetenv("QUORVEL_VIRTUAL_CAMERAS");
     TempDir dir;
     setenv("XDG_CACHE_HOME", dir.path.c_str(), 1);
+    Seen seen;
     auto cam = openFusion();
     ASSERT_TRUE(cam);
+    cam->addApsFrameCallback([&](const ApsFrame& f) {
+        std::lock_guard l(seen.m);
+        seen.times.push_back(f.getTimestamp());
+    });
+    cam->addEventsCallback([&](const Event2D*, const Event2D* e) {
+        std::lock_guard l(seen.m);
+        seen.lastEventUs = std::max(seen.lastEventUs, (e - 1)->timestamp);
+    });
     ASSERT_EQ(cam->start(STREAM_FUSION), 0);
-    std::this_thread::sleep_for(100ms);
+    ASSERT_TRUE(waitUntil(seen, [&] { return !seen.times.empty(); }));
     ASSERT_TRUE(cam->startRecording(dir.file("rec.raw"))) << cam->lastError();
     EXPECT_FALSE(std::filesystem::exists(dir.file("rec.mp4")));
-    std::this_thread::sleep_for(800ms);
+    uint64_t startedAt;
+    {
+        std::lock_guard l(seen.m);
+        startedAt = seen.lastEventUs;
+    }
+    // Twelve frames taken after the recording started (the APS thread may run a little behind).
+    ASSERT_TRUE(waitUntil(seen, [&] {
+        return std::count_if(seen.times.begin(), seen.times.end(), [&](uint64_t t) { return t > startedAt; }) >= 12;
+    }));
     ASSERT_TRUE(cam->stopRecording()) << cam->lastError();
     cam->stop(STREAM_FUSION);
 

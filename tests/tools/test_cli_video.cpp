@@ -144,12 +144,6 @@ TEST(CliSimulate, FusionRecordingThatTheOtherCommandsRead) {
     const CliRun ex = run("export " + dir.file("sim.raw") + " " + dir.file("sim-events.mp4"), dir);
     EXPECT_EQ(ex.code, 0) << ex.err;
 
-    // Events only without --fusion.
-    const CliRun dvs = run("simulate " + dir.file("plain.raw") + " --seconds 0.1 --geometry 64x48", dir);
-    ASSERT_EQ(dvs.code, 0) << dvs.err;
-    EXPECT_TRUE(std::filesystem::exists(dir.file("plain.raw")));
-    EXPECT_FALSE(std::filesystem::exists(dir.file("plain.mp4")));
-
     for (const auto& [args, text] : std::vector<std::pair<std::string, std::string>>{
              {"simulate --fusion " + dir.file("x") + " --scene moon", "unknown scene"},
              {"simulate --fusion " + dir.file("x") + " --duration-s -1", "--duration-s"},

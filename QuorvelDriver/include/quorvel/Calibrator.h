@@ -62,6 +62,7 @@ private:
     bool m_scratchValid = false;
     std::vector<double> m_colX; // x*a
     std::vector<double> m_colY; // x*d
+    std::vector<int> m_srcCol;  // byte offset of each output column's source (scale and shift only)
 };
 
 } // namespace quorvel

@@ -19,6 +19,8 @@ std::string envOr(const char* name, const char* fallback) {
     return v && *v ? v : fallback;
 }
 
+constexpr uint64_t kMaxLagUs = 1'000'000;
+
 std::mutex g_registryMutex;
 std::map<const CameraCore*, std::weak_ptr<ApsStream>> g_registry;
 
@@ -143,18 +145,19 @@ void ApsStream::run() {
                 continue;
             reached = m_clock->streamUs;
         }
-        const double interval = frameIntervalUs();
         if (!started) {
             next = reached;
             started = true;
         }
-        // After a long stall (camera restarted, machine busy) the APS sensor does not replay what
-        // it missed: it resumes at the stream's time.
-        if (reached > next + static_cast<uint64_t>(interval * 8))
+        // After a long stall (camera restarted, machine overloaded) the APS sensor does not
+        // replay what it missed: it resumes at the stream's time. Shorter lags are caught up, so
+        // the frames keep their exact spacing.
+        if (reached > next + kMaxLagUs)
             next = reached;
         while (m_running && next <= reached) {
             renderAt(next, sequence++);
-            next += static_cast<uint64_t>(std::llround(interval));
+            // The rate is read per frame: a change applies from the next frame on.
+            next += static_cast<uint64_t>(std::llround(frameIntervalUs()));
         }
     }
 }
@@ -179,7 +182,9 @@ void ApsStream::renderAt(uint64_t tUs, uint64_t sequence) {
         }
     }
     std::lock_guard r(m_recMutex);
-    if (m_writer && !m_writer->writeFrame(m_frame))
+    // Frames taken before the recording started (the APS thread may be a little behind the
+    // events) are not part of it.
+    if (m_writer && tUs >= m_recStartUs && !m_writer->writeFrame(m_frame))
         QV_LOG(LOG_WARNING, "APS recording: " + m_writer->lastError());
 }
 
@@ -219,6 +224,8 @@ bool ApsStream::startRecording(const std::string& base, std::string& error) {
     }
     m_writer = std::move(w);
     m_recBase = base;
+    std::lock_guard c(m_clock->mutex);
+    m_recStartUs = m_clock->have ? m_clock->streamUs : 0;
     return true;
 }
 

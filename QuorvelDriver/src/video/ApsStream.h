@@ -90,6 +90,7 @@ private:
     mutable std::mutex m_recMutex;
     std::unique_ptr<ApsVideoWriter> m_writer;
     std::string m_recBase;
+    uint64_t m_recStartUs = 0; ///< stream time when the recording started
 };
 
 } // namespace quorvel::detail

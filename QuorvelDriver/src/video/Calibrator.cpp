@@ -85,6 +85,7 @@ bool Calibrator::mapApsToDvs(const ApsFrame& aps, ApsFrame& out) {
     const double* colX = m_colX.data();
     const double* colY = m_colY.data();
 
+    bool columnsReady = false;
     // Source coordinates are truncated; a value in (-1, 0) truncates to 0 and is inside, so the
     // test is done on the truncated integer, like the formula says.
     for (int y = 0; y < outH; ++y) {
@@ -100,9 +101,28 @@ bool Calibrator::mapApsToDvs(const ApsFrame& aps, ApsFrame& out) {
         };
         const bool allInside = inside(0) && inside(outW - 1);
         if (allInside) {
-            if (d == 0.0) {
-                // One source row for the whole output row (no rotation or shear): the row offset
-                // is computed once.
+            if (d == 0.0 && b == 0.0) {
+                // Scale and shift only: y*b is zero, so every row reads the same source columns,
+                // tabulated once per call (exactly the formula's values, computed in its order).
+                if (!columnsReady) {
+                    m_srcCol.resize(static_cast<size_t>(outW));
+                    for (int x = 0; x < outW; ++x)
+                        m_srcCol[static_cast<size_t>(x)] = static_cast<int>(colX[x] + rowX + c + dx) * 3;
+                    columnsReady = true;
+                }
+                const int sy = static_cast<int>(colY[0] + rowY + f + dy);
+                const unsigned char* srow = src + static_cast<size_t>(sy) * srcStride;
+                const int* cols = m_srcCol.data();
+                for (int x = 0; x < outW; ++x) {
+                    const unsigned char* s = srow + cols[x];
+                    o[0] = s[0];
+                    o[1] = s[1];
+                    o[2] = s[2];
+                    o += 3;
+                }
+            } else if (d == 0.0) {
+                // One source row for the whole output row (no rotation): the row offset is
+                // computed once.
                 const int sy = static_cast<int>(colY[0] + rowY + f + dy);
                 const unsigned char* srow = src + static_cast<size_t>(sy) * srcStride;
                 for (int x = 0; x < outW; ++x) {

@@ -48,14 +48,16 @@ void DvsApsFusionProccessor::dropOldestEvents(size_t count) {
 }
 
 void DvsApsFusionProccessor::compactEvents() {
-    // Consumed events are removed in bulk once they make up half the buffer, so the cost per
-    // event stays constant and the buffer does not creep forward in memory.
+    // Consumed events are removed in bulk once they make up three quarters of the buffer: what is
+    // moved then (events waiting for the next frame, about one frame's worth while the stream
+    // runs) is at most a third of what was consumed, so each event is moved at most about a
+    // third of a time on average, and the buffer does not creep forward in memory.
     if (m_head == 0)
         return;
     if (m_head == m_events.size()) {
         m_events.clear();
         m_head = 0;
-    } else if (m_head >= m_events.size() / 2) {
+    } else if (m_head >= m_events.size() - m_events.size() / 4) {
         m_events.erase(m_events.begin(), m_events.begin() + static_cast<std::ptrdiff_t>(m_head));
         m_head = 0;
     }
