@@ -118,7 +118,7 @@ int runExport(int argc, char** argv, int first) {
 }
 
 const char* const kSimulateHelp =
-    "usage: quorvel simulate --fusion OUT [--duration-s S] [--scene NAME] [--width W] [--height H]\n"
+    "usage: quorvel simulate --fusion OUT [--seconds S] [--scene NAME] [--width W] [--height H]\n"
     "                        [--seed N] [--start-us T]\n"
     "Writes a fusion recording of the simulated sensor looking at a synthetic scene (moving bars, a\n"
     "rotor, a flickering light, background activity): OUT.raw, the events (EVT 3.0); OUT.mp4, the APS\n"
