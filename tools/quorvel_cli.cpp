@@ -293,7 +293,9 @@ int cmdCut(const Args& a) {
 int cmdIndex(const Args& a) {
     if (a.positional.size() != 1)
         fail("index needs exactly one FILE");
-    auto r = openReader(a.positional[0]);
+    // No background indexing here: on a small file it could finish before the check below, which
+    // must tell whether a saved index was found.
+    auto r = openReader(a.positional[0], false);
     const bool existed = r->isIndexReady();
     waitIndexed(*r);
     DvsFileStats s;
