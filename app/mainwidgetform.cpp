@@ -32,6 +32,8 @@ QPushButton* makeButton(QWidget* parent, const char* name, int w, int h) {
 
 QPushButton* makePlayButton(QWidget* parent, const char* name, const QString& icon) {
     auto* b = makeButton(parent, name, 36, 36);
+    // The transport keys are window shortcuts; a focused button would take Space a second time.
+    b->setFocusPolicy(Qt::NoFocus);
     b->setStyleSheet(QStringLiteral(
                          "QPushButton{border:none;border-radius:18px;background:transparent;image:url(:/img/assets/%1.svg);padding:6px;}"
                          "QPushButton:hover{background:#D7E7EE;image:url(:/img/assets/%1_hover.svg);}"
