@@ -284,9 +284,10 @@ void NetLink::linkLoop() {
                 m_hbPackets = jsonValueOr<uint64_t>(msg, "packets", 0);
                 m_hbEvents = jsonValueOr<uint64_t>(msg, "events", 0);
             } else if (op == "reply" && msg.contains("id") && msg["id"].is_number_integer()) {
+                const int64_t id = msg["id"].get<int64_t>();
                 std::lock_guard l(m_mutex);
                 if (m_replies.size() < 64)
-                    m_replies[msg["id"].get<int64_t>()] = std::move(msg);
+                    m_replies[id] = std::move(msg);
                 m_cv.notify_all();
             }
         }
