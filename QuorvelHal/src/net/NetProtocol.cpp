@@ -500,16 +500,16 @@ bool PacketDecoder::decode(const PacketHeader& h, const uint8_t* payload, std::v
     events.resize(at + r.eventsWritten);
     const DecodeStats& after = m_dec->stats();
     std::string why;
-    if (r.bytesConsumed != h.payloadBytes)
+    if (after.invalidEvents != before.invalidEvents)
+        why = "payload has events outside the sensor";
+    else if (after.timeBackwards != before.timeBackwards)
+        why = "payload time goes backwards";
+    else if (r.bytesConsumed != h.payloadBytes)
         why = "payload holds more events than announced";
     else if (r.eventsWritten != h.eventCount || triggers.size() - trAt != h.triggerCount)
         why = "payload decodes to " + std::to_string(r.eventsWritten) + " events and " +
               std::to_string(triggers.size() - trAt) + " triggers, header says " + std::to_string(h.eventCount) +
               " and " + std::to_string(h.triggerCount);
-    else if (after.invalidEvents != before.invalidEvents)
-        why = "payload has events outside the sensor";
-    else if (after.timeBackwards != before.timeBackwards)
-        why = "payload time goes backwards";
     if (!why.empty()) {
         events.resize(at);
         triggers.resize(trAt);
