@@ -292,6 +292,9 @@ TEST(NetPacket, RefusesHeadersAndPayloadsThatDisagree) {
     EXPECT_NE(rewritten([](PacketHeader& x) { x.payloadBytes = kMaxPacketPayload + 2; }).find("exceeds"), std::string::npos);
     EXPECT_NE(rewritten([](PacketHeader& x) { x.payloadBytes = 3; }).find("odd"), std::string::npos);
     EXPECT_NE(rewritten([](PacketHeader& x) { x.eventCount = x.payloadBytes * 6 + 1; }).find("counts"), std::string::npos);
+    // Even a payload that could hold them may not announce more events than a receiver buffers.
+    EXPECT_NE(rewritten([](PacketHeader& x) { x.payloadBytes = 1u << 20; x.eventCount = kMaxPacketEvents + 1; }).find("counts"),
+              std::string::npos);
     EXPECT_NE(rewritten([](PacketHeader& x) { x.timeBase = 5; }).find("time base"), std::string::npos);
 
     // A header that promises other counts than the payload holds.

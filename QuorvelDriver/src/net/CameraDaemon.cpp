@@ -34,7 +34,7 @@ using detail::ParameterTool;
 namespace {
 constexpr auto kHeartbeatPeriod = 200ms;
 constexpr auto kControllerTimeout = 3s;
-constexpr size_t kMaxPacketEvents = 65536;
+constexpr size_t kPacketEvents = 65536; // ~130 KB packets: small enough to interleave, large enough to be cheap
 constexpr size_t kMaxConnections = 32;
 constexpr size_t kMaxOutBuffer = 4u << 20;
 
@@ -64,7 +64,7 @@ public:
     }
     void events(const Event2D* b, const Event2D* e) {
         while (b != e) {
-            const Event2D* m = b + std::min<size_t>(static_cast<size_t>(e - b), kMaxPacketEvents);
+            const Event2D* m = b + std::min<size_t>(static_cast<size_t>(e - b), kPacketEvents);
             emit(b, m, nullptr, nullptr);
             b = m;
         }
