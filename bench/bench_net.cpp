@@ -18,6 +18,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -48,6 +49,22 @@ void stopDaemon(pid_t pid) {
     ::waitpid(pid, nullptr, 0);
 }
 
+/// CPU seconds (user + system) a process has used so far, from /proc.
+double cpuSeconds(pid_t pid) {
+    std::FILE* f = std::fopen(("/proc/" + std::to_string(pid) + "/stat").c_str(), "r");
+    if (!f)
+        return 0;
+    char buf[1024] = {};
+    const size_t n = std::fread(buf, 1, sizeof buf - 1, f);
+    std::fclose(f);
+    buf[n] = 0;
+    const char* p = std::strrchr(buf, ')');
+    unsigned long long utime = 0, stime = 0;
+    if (!p || std::sscanf(p + 2, "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %llu %llu", &utime, &stime) != 2)
+        return 0;
+    return static_cast<double>(utime + stime) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
+
 bool waitListed(DvsCameraManager& m, const std::string& serial) {
     for (int i = 0; i < 100; ++i) {
         for (auto& d : m.getCameraDescs())
@@ -73,8 +90,10 @@ int main(int argc, char** argv) {
     if (!std::getenv("QUORVEL_LOG_LEVEL"))
         ::setenv("QUORVEL_LOG_LEVEL", "3", 1);
 
-    std::printf("%-14s %14s %14s %12s %12s %10s\n", "target ev/s", "received ev/s", "MB/s (EVT3)", "lost pkts", "lost events",
-                "seconds");
+    // CPU ns per received event on each side tells what a machine with free cores would sustain,
+    // whatever else is running here.
+    std::printf("%-12s %14s %10s %10s %12s %9s %9s %6s\n", "target ev/s", "received ev/s", "MB/s", "lost pkts",
+                "lost events", "host ns/ev", "camd ns/ev", "sec");
     for (double rate : rates) {
         const pid_t pid = startDaemon({"--bind", "127.0.0.61", "--port", "47161", "--serial", "BENCH-NET", "--stress",
                                        std::to_string(static_cast<uint64_t>(rate))});
@@ -97,13 +116,17 @@ int main(int argc, char** argv) {
         cam->start();
         std::this_thread::sleep_for(std::chrono::milliseconds(1000)); // warm-up
         const uint64_t e0 = events, lp0 = cam->lostPackets(), le0 = cam->lostEvents();
+        const double hostCpu0 = cpuSeconds(::getpid()), camdCpu0 = cpuSeconds(pid);
         const auto t0 = Clock::now();
         std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
         const double dt = std::chrono::duration<double>(Clock::now() - t0).count();
         const uint64_t e1 = events, lp1 = cam->lostPackets(), le1 = cam->lostEvents();
+        const double hostCpu = cpuSeconds(::getpid()) - hostCpu0, camdCpu = cpuSeconds(pid) - camdCpu0;
         cam->stop();
-        std::printf("%-14.0f %14.0f %14.1f %12llu %12llu %10.1f\n", rate, (e1 - e0) / dt, bytes / 1048576.0,
-                    static_cast<unsigned long long>(lp1 - lp0), static_cast<unsigned long long>(le1 - le0), dt);
+        const double got = static_cast<double>(e1 - e0);
+        std::printf("%-12.0f %14.0f %10.1f %10llu %12llu %9.1f %9.1f %6.1f\n", rate, got / dt, bytes / 1048576.0,
+                    static_cast<unsigned long long>(lp1 - lp0), static_cast<unsigned long long>(le1 - le0),
+                    got > 0 ? hostCpu * 1e9 / got : 0.0, got > 0 ? camdCpu * 1e9 / (got + (le1 - le0)) : 0.0, dt);
         std::fflush(stdout);
         cam.reset();
         stopDaemon(pid);
