@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstring>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -414,4 +415,110 @@ TEST(NetCameras, KilledDaemonMidStreamDisconnectsWithinASecond) {
     // The streaming thread drains what arrived, then ends and says why.
     EXPECT_TRUE(eventually([&] { return !cam->isStreaming() && !cam->lastError().empty(); }, 2s));
     EXPECT_NE(cam->start(), 0);
+}
+
+namespace {
+
+/// Plays a hostile camera on 127.0.0.50: announces itself properly, then answers the host's
+/// "open" with whatever bytes the test gives.
+class HostileCamera {
+public:
+    explicit HostileCamera(std::vector<uint8_t> openReply) : m_reply(std::move(openReply)) {
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_port = htons(47150);
+        a.sin_addr.s_addr = htonl(*parseIPv4("127.0.0.50"));
+        m_udp = ::socket(AF_INET, SOCK_DGRAM, 0);
+        m_tcp = ::socket(AF_INET, SOCK_STREAM, 0);
+        const int one = 1;
+        ::setsockopt(m_tcp, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+        m_ok = ::bind(m_udp, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0 &&
+               ::bind(m_tcp, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0 && ::listen(m_tcp, 4) == 0;
+        m_thread = std::thread([this] { serve(); });
+    }
+    ~HostileCamera() {
+        m_stop = true;
+        m_thread.join();
+        ::close(m_udp);
+        ::close(m_tcp);
+    }
+    bool ok() const { return m_ok; }
+
+private:
+    void serve() {
+        for (int round = 0; round < 200 && !m_stop; ++round) { // at most ~10 s
+            pollfd fds[2] = {{m_udp, POLLIN, 0}, {m_tcp, POLLIN, 0}};
+            if (::poll(fds, 2, 50) <= 0)
+                continue;
+            if (fds[0].revents & POLLIN) {
+                uint8_t buf[2048];
+                sockaddr_in from{};
+                socklen_t len = sizeof from;
+                const ssize_t n = ::recvfrom(m_udp, buf, sizeof buf, 0, reinterpret_cast<sockaddr*>(&from), &len);
+                net::Datagram d;
+                std::string err;
+                if (n > 0 && net::parseDatagram(buf, static_cast<size_t>(n), d, err)) {
+                    net::CameraAnnouncement a;
+                    a.serial = "EVIL-1";
+                    a.manufacturer = a.product = a.firmware = "x";
+                    a.mac = "02:00:00:00:00:66";
+                    a.ip = "127.0.0.50";
+                    a.mask = "255.0.0.0";
+                    a.gateway = "0.0.0.0";
+                    a.port = 47150;
+                    a.width = 640;
+                    a.height = 480;
+                    const auto bytes = net::encodeAnnounce(d.requestId, a);
+                    ::sendto(m_udp, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&from), len);
+                }
+            }
+            if (fds[1].revents & POLLIN) {
+                const int c = ::accept(m_tcp, nullptr, nullptr);
+                uint8_t buf[4096];
+                pollfd p{c, POLLIN, 0};
+                if (::poll(&p, 1, 1000) == 1 && ::recv(c, buf, sizeof buf, 0) > 0)
+                    ::send(c, m_reply.data(), m_reply.size(), MSG_NOSIGNAL);
+                std::this_thread::sleep_for(100ms);
+                ::close(c);
+            }
+        }
+    }
+    std::vector<uint8_t> m_reply;
+    int m_udp = -1, m_tcp = -1;
+    bool m_ok = false;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+
+std::vector<uint8_t> frameOf(const std::string& body, uint32_t len) {
+    std::vector<uint8_t> f(8 + body.size());
+    const uint32_t magic = net::kControlMagic;
+    std::memcpy(f.data(), &magic, 4);
+    std::memcpy(f.data() + 4, &len, 4);
+    std::memcpy(f.data() + 8, body.data(), body.size());
+    return f;
+}
+
+} // namespace
+
+TEST(NetCameras, AHostileCameraCannotCrashTheHostOrMakeItAllocate) {
+    setTargets("127.0.0.50:47150");
+    const std::vector<std::pair<std::vector<uint8_t>, const char*>> replies = {
+        {net::encodeControl({{"op", "reply"}, {"id", 0}, {"ok", "yes"}}), "refused"},
+        {net::encodeControl({{"op", "reply"}, {"id", 0}, {"ok", true}, {"token", 1}, {"tools", {{{"type", 99}}}}}),
+         "malformed"},
+        {net::encodeControl({{"op", "reply"}, {"id", 0}, {"ok", true}, {"token", "x"}, {"tools", Json::array()}}), "token"},
+        {frameOf("", 0x7FFFFFFF), "exceeds"},
+        {frameOf("{\"op\":", 6), "malformed"},
+        {std::vector<uint8_t>(64, 0xEE), "magic"},
+        {{}, "closed"},
+    };
+    for (const auto& [reply, why] : replies) {
+        HostileCamera evil(reply);
+        ASSERT_TRUE(evil.ok());
+        DvsCameraManager m;
+        ASSERT_EQ(waitFor(m, {"EVIL-1"}).size(), 1u);
+        EXPECT_FALSE(m.openCamera("EVIL-1"));
+        EXPECT_NE(DvsCameraManager::lastError().find(why), std::string::npos) << DvsCameraManager::lastError();
+    }
 }

@@ -236,7 +236,7 @@ bool NetLink::open(const Endpoint& ep, std::string& error) {
     const Json openMsg = {{"op", "open"}, {"id", 0}, {"serial", ep.desc.serial}};
     if (!sendFrame(openMsg, error) || !readFrameBlocking(m_ctrl, m_reader, reply, error, false))
         return false;
-    if (!reply.value("ok", false)) {
+    if (!jsonValueOr<bool>(reply, "ok", false)) {
         error = "camera " + m_serial + " refused to open: " + jsonValueOr<std::string>(reply, "error", "no reason given");
         return false;
     }
@@ -259,7 +259,7 @@ bool NetLink::open(const Endpoint& ep, std::string& error) {
     if (!sendAll(m_stream.fd(), attach.data(), attach.size(), 1000, error) ||
         !readFrameBlocking(m_stream, streamReader, reply, error, true))
         return false;
-    if (!reply.value("ok", false)) {
+    if (!jsonValueOr<bool>(reply, "ok", false)) {
         error = "camera " + m_serial + " refused the stream: " + jsonValueOr<std::string>(reply, "error", "");
         return false;
     }
@@ -336,7 +336,7 @@ bool NetLink::request(Json msg, Json& reply, std::string& error) {
     }
     reply = std::move(m_replies[id]);
     m_replies.erase(id);
-    if (!reply.value("ok", false)) {
+    if (!jsonValueOr<bool>(reply, "ok", false)) {
         error = jsonValueOr<std::string>(reply, "error", "refused without a reason");
         return false;
     }
