@@ -522,3 +522,37 @@ TEST(NetCameras, AHostileCameraCannotCrashTheHostOrMakeItAllocate) {
         EXPECT_NE(DvsCameraManager::lastError().find(why), std::string::npos) << DvsCameraManager::lastError();
     }
 }
+
+TEST(NetCameras, TheDaemonSurvivesHostileControllersAndDatagrams) {
+    Daemon d("127.0.0.37", 47137, {"--serial", "NET-H1"});
+    setTargets(d.target());
+    DvsCameraManager m;
+    ASSERT_EQ(waitFor(m, {"NET-H1"}).size(), 1u);
+    auto sendRaw = [](const std::vector<uint8_t>& bytes, int type) {
+        const int fd = ::socket(AF_INET, type, 0);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_port = htons(47137);
+        a.sin_addr.s_addr = htonl(*parseIPv4("127.0.0.37"));
+        if (::connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0)
+            ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        std::this_thread::sleep_for(50ms);
+        ::close(fd);
+    };
+    const std::string deep = "{\"op\":\"open\",\"a\":" + std::string(5000, '[') + "}";
+    sendRaw(std::vector<uint8_t>(1000, 0xAB), SOCK_STREAM);
+    sendRaw(frameOf("", 0x7FFFFFFF), SOCK_STREAM);
+    sendRaw(frameOf(deep, static_cast<uint32_t>(deep.size())), SOCK_STREAM);
+    sendRaw(frameOf("{\"op\":\"set\",\"tool\":\"x\"}", 23), SOCK_STREAM);
+    sendRaw(std::vector<uint8_t>(1400, 0x51), SOCK_DGRAM);
+    sendRaw(net::encodeForceIp(1, {"NET-H1", "", 0, 0, 0}), SOCK_DGRAM);
+    // Unknown serials and operations before opening are answered, not fatal.
+    EXPECT_NE(rawRequest("127.0.0.37", 47137, {{"op", "open"}, {"id", 1}, {"serial", "NOPE"}}).value("error", std::string()),
+              "");
+    EXPECT_EQ(rawRequest("127.0.0.37", 47137, {{"op", "start"}, {"id", 2}}).value("ok", true), false);
+
+    ASSERT_EQ(network(m).size(), 1u);
+    auto cam = m.openCamera("NET-H1");
+    ASSERT_TRUE(cam) << DvsCameraManager::lastError();
+    EXPECT_EQ(cam->start(), 0);
+}
