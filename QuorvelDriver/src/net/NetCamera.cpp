@@ -96,6 +96,8 @@ public:
     }
     uint64_t lostPackets() const override { return m_lostPackets.load(); }
     uint64_t lostEvents() const override { return m_lostEvents.load(); }
+    uint64_t receivedBytes() const override { return m_receivedBytes.load(std::memory_order_relaxed); }
+    void addReceived(uint64_t bytes) { m_receivedBytes.fetch_add(bytes, std::memory_order_relaxed); }
 
     int streamFd() const { return m_stream.fd(); }
     const std::string& serial() const { return m_serial; }
@@ -140,7 +142,7 @@ private:
     int64_t m_nextId = 1;
     uint32_t m_hbStream = 0;
     uint64_t m_hbPackets = 0, m_hbEvents = 0;
-    std::atomic<uint64_t> m_lostPackets{0}, m_lostEvents{0};
+    std::atomic<uint64_t> m_lostPackets{0}, m_lostEvents{0}, m_receivedBytes{0};
     std::vector<std::shared_ptr<ParameterTool>> m_tools;
 };
 
@@ -451,6 +453,7 @@ private:
             if (verdict == SequenceTracker::Verdict::Accept) {
                 if (!m_decoder.decode(h, m_buf.data() + off + kPacketHeaderSize, ev, tr, m_error))
                     return false;
+                m_link->addReceived(h.payloadBytes);
                 m_link->publishLoss(m_tracker);
             }
             off += kPacketHeaderSize + h.payloadBytes;
