@@ -313,7 +313,9 @@ void CameraCore::deliver(std::vector<Event2D>& batch, std::vector<EventTriggerIn
     const Event2D* b = batch.data();
     const Event2D* e = b + batch.size();
     m_statEvents += batch.size();
-    if (!m_options.remote)
+    // The per-event size estimate is only worth its cost when someone reads the statistics (a
+    // camera daemon never does); network cameras count the bytes they really received.
+    if (!m_options.remote && m_hasStatCb.load(std::memory_order_relaxed))
         m_statBytes += encodedSize(b, e);
     {
         std::lock_guard c(m_counterMutex);
@@ -436,6 +438,7 @@ bool CameraCore::removeTriggerCallback(int id) {
 
 void CameraCore::setStatisticCallback(StatisticCallbackFn fn) {
     std::lock_guard lock(m_cbMutex);
+    m_hasStatCb = static_cast<bool>(fn);
     m_statCb = std::move(fn);
 }
 

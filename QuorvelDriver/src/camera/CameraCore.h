@@ -132,6 +132,7 @@ private:
     std::map<int, EventsCallbackFn> m_eventCbs;
     std::map<int, TriggerCallbackFn> m_triggerCbs;
     StatisticCallbackFn m_statCb;
+    std::atomic<bool> m_hasStatCb{false};
     int m_nextId = 0;
 
     // Recording and cache; deliver() holds this while it hands a batch on, so a recording starts
