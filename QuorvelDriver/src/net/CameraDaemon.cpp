@@ -38,7 +38,8 @@ constexpr size_t kPacketEvents = 65536; // ~130 KB packets: small enough to inte
 constexpr size_t kMaxConnections = 32;
 constexpr size_t kMaxOutBuffer = 4u << 20;
 
-void logLine(LogLevelType level, const std::string& text) { Logger::Instance().log_(level, __FILE__, __LINE__, text); }
+// A macro, so that each line carries the place it was logged from.
+#define logLine(level, text) Logger::Instance().log_(level, __FILE__, __LINE__, text)
 
 /// The outgoing event stream of one camera: packets are encoded on the camera's streaming thread
 /// and written by a sender thread of its own through a bounded queue.

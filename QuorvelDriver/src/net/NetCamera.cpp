@@ -36,7 +36,8 @@ constexpr auto kPingPeriod = 250ms;
 constexpr int kRequestTimeoutMs = 3000;
 constexpr size_t kMaxTargets = 64;
 
-void logLine(LogLevelType level, const std::string& text) { Logger::Instance().log_(level, __FILE__, __LINE__, text); }
+// A macro, so that each line carries the place it was logged from.
+#define logLine(level, text) Logger::Instance().log_(level, __FILE__, __LINE__, text)
 
 uint32_t randomId() {
     static std::mt19937 rng{std::random_device{}()};
