@@ -213,6 +213,7 @@ void CameraCore::run() {
     uint64_t batchStart = sens0, batchProduced = 0;
     m_statStart = wall0;
     m_statEvents = m_statBytes = 0;
+    m_statRemoteBytes = m_options.remote ? m_options.remote->receivedBytes() : 0;
     m_encY = UINT32_MAX;
     m_encHigh = m_encLow = UINT64_MAX;
     while (m_running.load(std::memory_order_relaxed)) {
@@ -302,6 +303,9 @@ void CameraCore::statistics(std::chrono::steady_clock::time_point now, bool fina
     const double sec = std::max(std::chrono::duration<double>(elapsed).count(), 1e-3);
     QvStatisticInfo info(static_cast<uint64_t>(m_statBytes / sec), static_cast<uint64_t>(m_statEvents / sec));
     if (m_options.remote) {
+        const uint64_t received = m_options.remote->receivedBytes();
+        info.bandwidth = static_cast<uint64_t>((received - m_statRemoteBytes) / sec);
+        m_statRemoteBytes = received;
         info.lostPackets = m_options.remote->lostPackets();
         info.lostEvents = m_options.remote->lostEvents();
     }
@@ -320,13 +324,9 @@ void CameraCore::deliver(std::vector<Event2D>& batch, std::vector<EventTriggerIn
     const Event2D* b = batch.data();
     const Event2D* e = b + batch.size();
     m_statEvents += batch.size();
-    bool wantStats;
-    {
-        std::lock_guard lock(m_cbMutex);
-        wantStats = static_cast<bool>(m_statCb);
-    }
-    // The size estimate costs a pass over the events; only statistics listeners need it.
-    if (wantStats)
+    // The per-event size estimate is only worth its cost when someone reads the statistics (a
+    // camera daemon never does); network cameras count the bytes they really received.
+    if (!m_options.remote && m_hasStatCb.load(std::memory_order_relaxed))
         m_statBytes += encodedSize(b, e);
     {
         std::lock_guard c(m_counterMutex);
@@ -449,6 +449,7 @@ bool CameraCore::removeTriggerCallback(int id) {
 
 void CameraCore::setStatisticCallback(StatisticCallbackFn fn) {
     std::lock_guard lock(m_cbMutex);
+    m_hasStatCb = static_cast<bool>(fn);
     m_statCb = std::move(fn);
 }
 

@@ -138,6 +138,7 @@ private:
     std::map<int, EventsCallbackFn> m_eventCbs;
     std::map<int, TriggerCallbackFn> m_triggerCbs;
     StatisticCallbackFn m_statCb;
+    std::atomic<bool> m_hasStatCb{false};
     int m_nextId = 0;
 
     // Recording and cache; deliver() holds this while it hands a batch on, so a recording starts
@@ -152,7 +153,7 @@ private:
     mutable std::mutex m_counterMutex;
     StreamCounters m_counters;
     std::chrono::steady_clock::time_point m_statStart;
-    uint64_t m_statEvents = 0, m_statBytes = 0;
+    uint64_t m_statEvents = 0, m_statBytes = 0, m_statRemoteBytes = 0;
     uint32_t m_encY = UINT32_MAX;
     uint64_t m_encHigh = UINT64_MAX, m_encLow = UINT64_MAX;
 

@@ -31,6 +31,8 @@ public:
     /// Stream packets and events lost on the way since the stream started.
     virtual uint64_t lostPackets() const = 0;
     virtual uint64_t lostEvents() const = 0;
+    /// EVT 3.0 payload bytes received so far: the real bandwidth, which local cameras estimate.
+    virtual uint64_t receivedBytes() const = 0;
 };
 
 } // namespace quorvel::detail

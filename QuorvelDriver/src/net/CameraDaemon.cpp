@@ -34,11 +34,12 @@ using detail::ParameterTool;
 namespace {
 constexpr auto kHeartbeatPeriod = 200ms;
 constexpr auto kControllerTimeout = 3s;
-constexpr size_t kMaxPacketEvents = 65536;
+constexpr size_t kPacketEvents = 65536; // ~130 KB packets: small enough to interleave, large enough to be cheap
 constexpr size_t kMaxConnections = 32;
 constexpr size_t kMaxOutBuffer = 4u << 20;
 
-void logLine(LogLevelType level, const std::string& text) { Logger::Instance().log_(level, __FILE__, __LINE__, text); }
+// A macro, so that each line carries the place it was logged from.
+#define logLine(level, text) Logger::Instance().log_(level, __FILE__, __LINE__, text)
 
 /// The outgoing event stream of one camera: packets are encoded on the camera's streaming thread
 /// and written by a sender thread of its own through a bounded queue.
@@ -64,7 +65,7 @@ public:
     }
     void events(const Event2D* b, const Event2D* e) {
         while (b != e) {
-            const Event2D* m = b + std::min<size_t>(static_cast<size_t>(e - b), kMaxPacketEvents);
+            const Event2D* m = b + std::min<size_t>(static_cast<size_t>(e - b), kPacketEvents);
             emit(b, m, nullptr, nullptr);
             b = m;
         }

@@ -36,7 +36,8 @@ constexpr auto kPingPeriod = 250ms;
 constexpr int kRequestTimeoutMs = 3000;
 constexpr size_t kMaxTargets = 64;
 
-void logLine(LogLevelType level, const std::string& text) { Logger::Instance().log_(level, __FILE__, __LINE__, text); }
+// A macro, so that each line carries the place it was logged from.
+#define logLine(level, text) Logger::Instance().log_(level, __FILE__, __LINE__, text)
 
 uint32_t randomId() {
     static std::mt19937 rng{std::random_device{}()};
@@ -96,6 +97,8 @@ public:
     }
     uint64_t lostPackets() const override { return m_lostPackets.load(); }
     uint64_t lostEvents() const override { return m_lostEvents.load(); }
+    uint64_t receivedBytes() const override { return m_receivedBytes.load(std::memory_order_relaxed); }
+    void addReceived(uint64_t bytes) { m_receivedBytes.fetch_add(bytes, std::memory_order_relaxed); }
 
     int streamFd() const { return m_stream.fd(); }
     const std::string& serial() const { return m_serial; }
@@ -140,7 +143,7 @@ private:
     int64_t m_nextId = 1;
     uint32_t m_hbStream = 0;
     uint64_t m_hbPackets = 0, m_hbEvents = 0;
-    std::atomic<uint64_t> m_lostPackets{0}, m_lostEvents{0};
+    std::atomic<uint64_t> m_lostPackets{0}, m_lostEvents{0}, m_receivedBytes{0};
     std::vector<std::shared_ptr<ParameterTool>> m_tools;
 };
 
@@ -236,7 +239,7 @@ bool NetLink::open(const Endpoint& ep, std::string& error) {
     const Json openMsg = {{"op", "open"}, {"id", 0}, {"serial", ep.desc.serial}};
     if (!sendFrame(openMsg, error) || !readFrameBlocking(m_ctrl, m_reader, reply, error, false))
         return false;
-    if (!reply.value("ok", false)) {
+    if (!jsonValueOr<bool>(reply, "ok", false)) {
         error = "camera " + m_serial + " refused to open: " + jsonValueOr<std::string>(reply, "error", "no reason given");
         return false;
     }
@@ -259,7 +262,7 @@ bool NetLink::open(const Endpoint& ep, std::string& error) {
     if (!sendAll(m_stream.fd(), attach.data(), attach.size(), 1000, error) ||
         !readFrameBlocking(m_stream, streamReader, reply, error, true))
         return false;
-    if (!reply.value("ok", false)) {
+    if (!jsonValueOr<bool>(reply, "ok", false)) {
         error = "camera " + m_serial + " refused the stream: " + jsonValueOr<std::string>(reply, "error", "");
         return false;
     }
@@ -284,9 +287,10 @@ void NetLink::linkLoop() {
                 m_hbPackets = jsonValueOr<uint64_t>(msg, "packets", 0);
                 m_hbEvents = jsonValueOr<uint64_t>(msg, "events", 0);
             } else if (op == "reply" && msg.contains("id") && msg["id"].is_number_integer()) {
+                const int64_t id = msg["id"].get<int64_t>();
                 std::lock_guard l(m_mutex);
                 if (m_replies.size() < 64)
-                    m_replies[msg["id"].get<int64_t>()] = std::move(msg);
+                    m_replies[id] = std::move(msg);
                 m_cv.notify_all();
             }
         }
@@ -335,7 +339,7 @@ bool NetLink::request(Json msg, Json& reply, std::string& error) {
     }
     reply = std::move(m_replies[id]);
     m_replies.erase(id);
-    if (!reply.value("ok", false)) {
+    if (!jsonValueOr<bool>(reply, "ok", false)) {
         error = jsonValueOr<std::string>(reply, "error", "refused without a reason");
         return false;
     }
@@ -450,6 +454,7 @@ private:
             if (verdict == SequenceTracker::Verdict::Accept) {
                 if (!m_decoder.decode(h, m_buf.data() + off + kPacketHeaderSize, ev, tr, m_error))
                     return false;
+                m_link->addReceived(h.payloadBytes);
                 m_link->publishLoss(m_tracker);
             }
             off += kPacketHeaderSize + h.payloadBytes;

@@ -6,6 +6,7 @@
 #include "quorvel/raw/RawHeader.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 
@@ -434,7 +435,8 @@ bool parsePacketHeader(const uint8_t* p, size_t size, PacketHeader& out, std::st
                 std::to_string(kMaxPacketPayload);
         return false;
     }
-    if (static_cast<uint64_t>(h.eventCount) > uint64_t{h.payloadBytes} * kMaxEventsPerPayloadByte ||
+    if (h.eventCount > kMaxPacketEvents ||
+        static_cast<uint64_t>(h.eventCount) > uint64_t{h.payloadBytes} * kMaxEventsPerPayloadByte ||
         h.triggerCount > h.payloadBytes / 2) {
         error = "stream packet counts cannot fit its payload";
         return false;
@@ -483,6 +485,7 @@ PacketDecoder::PacketDecoder(uint16_t width, uint16_t height) {
     m_dec = EventDecoder::create(rh);
 }
 PacketDecoder::~PacketDecoder() = default;
+void PacketDecoder::FreeDeleter::operator()(Event2D* p) const { std::free(p); }
 
 bool PacketDecoder::decode(const PacketHeader& h, const uint8_t* payload, std::vector<Event2D>& events,
                            std::vector<EventTriggerIn>& triggers, std::string& error) {
@@ -492,30 +495,37 @@ bool PacketDecoder::decode(const PacketHeader& h, const uint8_t* payload, std::v
     s.floor = std::max(m_floor, h.timeBase);
     m_dec->state() = s;
     const DecodeStats before = m_dec->stats();
-    const size_t at = events.size();
     const size_t trAt = triggers.size();
-    // The header's count was checked against the payload size, so this allocation is bounded.
-    events.resize(at + h.eventCount + m_dec->maxEventsPerWord());
-    const DecodeResult r = m_dec->decode(payload, h.payloadBytes, events.data() + at, h.eventCount + m_dec->maxEventsPerWord(), triggers);
-    events.resize(at + r.eventsWritten);
+    // The header's count was checked against its cap, so this allocation is bounded.
+    const size_t cap = size_t{h.eventCount} + m_dec->maxEventsPerWord();
+    if (cap > m_scratchCap) {
+        void* p = std::malloc(cap * sizeof(Event2D));
+        if (!p) {
+            error = "out of memory for a stream packet";
+            return false;
+        }
+        m_scratch.reset(static_cast<Event2D*>(p));
+        m_scratchCap = cap;
+    }
+    const DecodeResult r = m_dec->decode(payload, h.payloadBytes, m_scratch.get(), cap, triggers);
     const DecodeStats& after = m_dec->stats();
     std::string why;
-    if (r.bytesConsumed != h.payloadBytes)
+    if (after.invalidEvents != before.invalidEvents)
+        why = "payload has events outside the sensor";
+    else if (after.timeBackwards != before.timeBackwards)
+        why = "payload time goes backwards";
+    else if (r.bytesConsumed != h.payloadBytes)
         why = "payload holds more events than announced";
     else if (r.eventsWritten != h.eventCount || triggers.size() - trAt != h.triggerCount)
         why = "payload decodes to " + std::to_string(r.eventsWritten) + " events and " +
               std::to_string(triggers.size() - trAt) + " triggers, header says " + std::to_string(h.eventCount) +
               " and " + std::to_string(h.triggerCount);
-    else if (after.invalidEvents != before.invalidEvents)
-        why = "payload has events outside the sensor";
-    else if (after.timeBackwards != before.timeBackwards)
-        why = "payload time goes backwards";
     if (!why.empty()) {
-        events.resize(at);
         triggers.resize(trAt);
         error = "stream packet " + std::to_string(h.seq) + ": " + why;
         return false;
     }
+    events.insert(events.end(), m_scratch.get(), m_scratch.get() + r.eventsWritten);
     if (r.eventsWritten)
         m_floor = events.back().timestamp;
     return true;

@@ -44,6 +44,8 @@ inline constexpr size_t kPacketHeaderSize = 56;
 inline constexpr uint32_t kMaxPacketPayload = 4u << 20;
 /// EVT 3.0 words are 2 bytes and one VECT_12 word carries at most 12 events.
 inline constexpr uint32_t kMaxEventsPerPayloadByte = 6;
+/// Events one packet may announce: what a receiver allocates for a packet stays below 16 MiB.
+inline constexpr uint32_t kMaxPacketEvents = 1u << 20;
 
 inline constexpr uint32_t kDatagramMagic = 0x31445651; // "QVD1"
 inline constexpr uint32_t kControlMagic = 0x31435651;  // "QVC1"
@@ -176,6 +178,13 @@ public:
 private:
     std::unique_ptr<EventDecoder> m_dec;
     uint64_t m_floor = 0;
+    // Decoding goes to uninitialised scratch and is appended with one copy: growing the output
+    // vector instead would zero every event first.
+    struct FreeDeleter {
+        void operator()(Event2D* p) const;
+    };
+    std::unique_ptr<Event2D, FreeDeleter> m_scratch;
+    size_t m_scratchCap = 0;
 };
 
 /// Follows sequence numbers and event indices of one stream and counts what never arrived.
