@@ -1,5 +1,6 @@
 // The `quorvel` command line, run as a user would run it.
 #include "quorvel/DvsFileReader.h"
+#include "CliRun.h"
 #include "quorvel/raw/RawFileWriter.h"
 #include "quorvel/raw/RawHeader.h"
 
@@ -19,25 +20,8 @@ using namespace quorvel::test;
 
 namespace {
 
-struct CliRun {
-    int code = -1;
-    std::string out, err;
-};
-
 CliRun run(const std::string& args, const TempDir& dir) {
-    const std::string errFile = dir.file("stderr.txt");
-    const std::string cmd = std::string("XDG_CACHE_HOME=") + dir.file("cache") + " " + QV_CLI_PATH + " " + args +
-                            " 2>" + errFile;
-    CliRun r;
-    std::FILE* p = ::popen(cmd.c_str(), "r");
-    char buf[65536];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
-        r.out.append(buf, n);
-    const int status = ::pclose(p);
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.err = readFileBytes(errFile);
-    return r;
+    return runCli(QV_CLI_PATH, "", args, dir);
 }
 
 struct Recording {

@@ -1,6 +1,7 @@
 // `quorvel export`, run as a user would run it; the video is read back with the SDK's APS reader
 // (the export's pixels are checked against FFmpeg directly in the driver tests).
 #include "quorvel/ApsFileReader.h"
+#include "CliRun.h"
 #include "quorvel/raw/RawFileWriter.h"
 
 #include "SyntheticStream.h"
@@ -17,25 +18,8 @@ using namespace quorvel::test;
 
 namespace {
 
-struct CliRun {
-    int code = -1;
-    std::string out, err;
-};
-
 CliRun run(const std::string& args, const TempDir& dir) {
-    const std::string errFile = dir.file("stderr.txt");
-    const std::string cmd = std::string("XDG_CACHE_HOME=") + dir.file("cache") + " " + QV_CLI_PATH + " " + args +
-                            " 2>" + errFile;
-    CliRun r;
-    std::FILE* p = ::popen(cmd.c_str(), "r");
-    char buf[4096];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
-        r.out.append(buf, n);
-    const int status = ::pclose(p);
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.err = readFileBytes(errFile);
-    return r;
+    return runCli(QV_CLI_PATH, "", args, dir);
 }
 
 // 64 x 32 sensor; every 10 ms a 16 x 16 block of ON events at the left, and at 50 ms one block of
