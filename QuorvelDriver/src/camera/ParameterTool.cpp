@@ -79,36 +79,31 @@ void ParameterTool::getAllParamsInfo(std::map<std::string, BasicParameterInfo>& 
         infos[d.basic.name] = d.basic;
 }
 
-bool ParameterTool::getEnumParamInfo(std::string name, EnumParameterInfo& info) {
-    const ParamDef* d = find(name);
-    if (!d || d->basic.type != ParameterType::Enum)
+namespace {
+// The four typed look-ups differ only in the type they expect and the record they copy.
+template <typename Info>
+bool copyInfo(const ParamDef* d, ParameterType type, Info ParamDef::*member, Info& out) {
+    if (!d || d->basic.type != type)
         return false;
-    info = d->enumInfo;
+    out = d->*member;
     return true;
+}
+} // namespace
+
+bool ParameterTool::getEnumParamInfo(std::string name, EnumParameterInfo& info) {
+    return copyInfo(find(name), ParameterType::Enum, &ParamDef::enumInfo, info);
 }
 
 bool ParameterTool::getBoolParamInfo(std::string name, BoolParameterInfo& info) {
-    const ParamDef* d = find(name);
-    if (!d || d->basic.type != ParameterType::Bool)
-        return false;
-    info = d->boolInfo;
-    return true;
+    return copyInfo(find(name), ParameterType::Bool, &ParamDef::boolInfo, info);
 }
 
 bool ParameterTool::getFloatParamInfo(std::string name, FloatParameterInfo& info) {
-    const ParamDef* d = find(name);
-    if (!d || d->basic.type != ParameterType::Float)
-        return false;
-    info = d->floatInfo;
-    return true;
+    return copyInfo(find(name), ParameterType::Float, &ParamDef::floatInfo, info);
 }
 
 bool ParameterTool::getIntParamInfo(std::string name, IntParameterInfo& info) {
-    const ParamDef* d = find(name);
-    if (!d || d->basic.type != ParameterType::Int)
-        return false;
-    info = d->intInfo;
-    return true;
+    return copyInfo(find(name), ParameterType::Int, &ParamDef::intInfo, info);
 }
 
 namespace {
