@@ -478,6 +478,7 @@ void MainWidget::slotSetWaitWinStatus(bool busy) {
     if (busy) {
         // Nothing may play or step while a recording loads or a range is being written.
         setPlaybackControlsEnabled(false);
+        m_activeBeforeBusy = m_activeBeforeBusy || isActiveWindow();
         m_waitingWin->show();
         m_loadProgressTimer->start();
         return;
@@ -485,6 +486,12 @@ void MainWidget::slotSetWaitWinStatus(bool busy) {
     m_loadProgressTimer->stop();
     ui.label_show_play_text->clear();
     m_waitingWin->close();
+    // Some window systems activate every window shown, busy indicators included: the keyboard
+    // (and with it the transport shortcuts) goes back to this window when the indicator closes.
+    if (m_activeBeforeBusy) {
+        m_activeBeforeBusy = false;
+        activateWindow();
+    }
     if (m_mode != ModeRawPlayback || !m_eventProcessor->hasFile() || m_eventProcessor->isLoading())
         return;
     const QSize size = m_eventProcessor->fileResolution();

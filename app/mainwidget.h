@@ -162,6 +162,7 @@ private:
     ShowImageForm* m_showImageForm = nullptr;
     QvThreeHandleSlider* m_slider = nullptr;
     WaitingWin* m_waitingWin = nullptr;
+    bool m_activeBeforeBusy = false;
     QString m_currentFile;
     bool m_playWhenLoaded = false;
     class QTimer* m_loadProgressTimer = nullptr;

@@ -6,8 +6,12 @@
 #include <QVBoxLayout>
 
 WaitingWin::WaitingWin(QWidget* parent)
-    : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {
+    : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                          Qt::WindowDoesNotAcceptFocus) {
     setObjectName(QStringLiteral("WaitingWin"));
+    // A busy indicator only: the main window keeps the keyboard (its transport shortcuts are
+    // window shortcuts and would go dead if this took activation and then closed).
+    setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_TranslucentBackground);
     setStyleSheet(QStringLiteral("background: transparent;"));
     resize(96, 96);

@@ -37,6 +37,8 @@ private:
         QTest::mouseClick(f().pb_play, Qt::LeftButton);
         QTRY_VERIFY(!proc()->isPlaying());
         QVERIFY(!f().pb_play->isChecked());
+        // The busy indicator came and went without taking the keyboard from the window.
+        QCOMPARE(QApplication::activeWindow(), w.get());
     }
 
     void clickSliderAt(uint64_t value) {
@@ -58,6 +60,9 @@ private slots:
         w->resize(1200, 800);
         w->show();
         QVERIFY(QTest::qWaitForWindowExposed(w.get()));
+        // The transport keys are window shortcuts: they only fire in the active window.
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w.get()));
     }
     void cleanup() { w.reset(); }
 
