@@ -3,6 +3,7 @@
 
 #include <QtTest/QtTest>
 
+#include <random>
 #include <vector>
 
 using quorvel::Event2D;
@@ -74,6 +75,25 @@ private slots:
         proc->processEvents(batch.data(), batch.data());
         QCOMPARE(proc->lastBatchTimestamp(), uint64_t(30));
         QCOMPARE(proc->backCount(1, 1, 1), uint16_t(3));
+
+        // A batch long enough for the block-wise path (with a ragged tail), strays included,
+        // against the rule applied one event at a time.
+        proc->resizeImage(40, 30);
+        std::vector<Event2D> big;
+        std::vector<uint16_t> expected(40 * 30 * 2, 0);
+        std::mt19937 rng(11);
+        for (int i = 0; i < 3'011; ++i) {
+            const Event2D e(uint16_t(rng() % 50), uint16_t(rng() % 33), uint8_t(rng() % 2), 100 + i);
+            big.push_back(e);
+            const uint32_t index = (uint32_t(e.y) * 40 + e.x) * 2 + e.polarity;
+            if (index < expected.size() && expected[index] < 3)
+                ++expected[index];
+        }
+        proc->processEvents(big.data(), big.data() + big.size());
+        for (int y = 0; y < 30; ++y)
+            for (int x = 0; x < 40; ++x)
+                for (int pol = 0; pol < 2; ++pol)
+                    QCOMPARE(proc->backCount(x, y, pol), expected[(y * 40 + x) * 2 + pol]);
     }
 
     void pixelsTakeTheMajorityColourTiesShowOff() {
