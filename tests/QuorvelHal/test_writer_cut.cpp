@@ -261,6 +261,70 @@ TEST(RawCut, FailureLeavesNoFileUnderTheTargetName) {
     EXPECT_EQ(entries, 2u) << "only the source and the folder may remain";
 }
 
+class RawIndexSplitTest : public ::testing::TestWithParam<RawEncoding> {};
+
+// A large recording is indexed in two halves at once; the result must be the one scan's, whether
+// the second half's guess is taken over or (a burst with no time word at the half) thrown away.
+TEST_P(RawIndexSplitTest, TwoHalvesGiveTheIndexOfOneScan) {
+    TempDir dir;
+    const std::string wraps = dir.file("wraps.raw"), burst = dir.file("burst.raw");
+    ASSERT_TRUE(writeStream(wraps, wrapParams(), GetParam(), nullptr));
+    {
+        RawFileWriter w;
+        RawFileWriter::Options o;
+        o.width = 640;
+        o.height = 480;
+        o.encoding = GetParam();
+        ASSERT_TRUE(w.open(burst, o));
+        std::vector<Event2D> ev;
+        for (uint64_t t = 100; t < 110; ++t) {
+            ev.clear();
+            for (uint32_t i = 0; i < 100'000; ++i)
+                ev.emplace_back(uint16_t(i * 7 % 640), uint16_t(i / 211 % 480), uint8_t(i & 1), t);
+            ASSERT_TRUE(w.write(ev, {EventTriggerIn(0, 1, t)}));
+        }
+        ASSERT_TRUE(w.close());
+    }
+    for (const auto& [path, splitExpected] : {std::pair{wraps, true}, std::pair{burst, false}}) {
+        SCOPED_TRACE(path);
+        std::string err;
+        auto file = RawFile::open(path, err);
+        ASSERT_TRUE(file) << err;
+        std::atomic<bool> cancel{false};
+        RawIndex one, two;
+        one.parallel = false;
+        two.parallelMinBytes = 0;
+        std::vector<RawIndexEntry> streamed;
+        ASSERT_TRUE(one.build(file, cancel));
+        ASSERT_TRUE(two.build(file, cancel, [&](const std::vector<RawIndexEntry>& b, uint64_t) {
+            streamed.insert(streamed.end(), b.begin(), b.end());
+        }));
+        EXPECT_EQ(two.builtInTwoHalves, splitExpected);
+        ASSERT_GT(one.entries.size(), 6u);
+        ASSERT_EQ(two.entries.size(), one.entries.size());
+        for (size_t i = 0; i < one.entries.size(); ++i) {
+            SCOPED_TRACE(i);
+            EXPECT_EQ(two.entries[i].offset, one.entries[i].offset);
+            EXPECT_EQ(two.entries[i].timeUs, one.entries[i].timeUs);
+            EXPECT_EQ(two.entries[i].eventsBefore, one.entries[i].eventsBefore);
+            EXPECT_TRUE(two.entries[i].state == one.entries[i].state);
+            EXPECT_EQ(streamed[i].offset, one.entries[i].offset);
+        }
+        EXPECT_EQ(two.triggers, one.triggers);
+        const DecodeStats &a = one.totals.stats, &b = two.totals.stats;
+        EXPECT_EQ(b.events, a.events);
+        EXPECT_EQ(b.onEvents, a.onEvents);
+        EXPECT_EQ(b.triggers, a.triggers);
+        EXPECT_EQ(b.invalidEvents, a.invalidEvents);
+        EXPECT_EQ(b.timeBackwards, a.timeBackwards);
+        EXPECT_EQ(b.firstEventTs, a.firstEventTs);
+        EXPECT_EQ(b.lastEventTs, a.lastEventTs);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Encodings, RawIndexSplitTest, ::testing::Values(RawEncoding::Evt3, RawEncoding::Evt2),
+                         [](const auto& info) { return std::string(rawEncodingName(info.param)); });
+
 TEST(RawIndex, SavedIndexIsReusedOnlyForTheSameRecording) {
     TempDir dir;
     const std::string src = dir.file("src.raw");

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <thread>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -76,12 +77,98 @@ uint64_t fnv1a(const std::string& s) {
 
 } // namespace
 
+namespace {
+
+// The scan of the second half of a recording, started before the state at its start is known:
+// from the decoder's initial state, which is right again (but for the clock's offset) once the
+// stream has given a time and a row. The first half's scan then checks that at the first entry
+// of this half and takes the rest over.
+struct SpeculativeScan {
+    std::vector<RawIndexEntry> entries; ///< at from + k * kEntryBytes, k >= 1
+    std::vector<EventTriggerIn> triggers;
+    DecodeStats atFirstEntry;           ///< counts up to entries[0]
+    size_t triggersAtFirstEntry = 0;
+    DecodeStats total;
+    bool finished = false;              ///< reached `to`
+
+    void run(const std::shared_ptr<const RawFile>& file, uint64_t from, uint64_t to, const std::atomic<bool>& cancel,
+             const std::atomic<bool>& stop, std::atomic<uint64_t>& done) {
+        RawStreamCursor cur(file, 256u << 10);
+        cur.seek(from, cur.decoder().initialState());
+        while (cur.offset() < to) {
+            if (cancel.load(std::memory_order_relaxed) || stop.load(std::memory_order_relaxed))
+                return;
+            if (!cur.countUntil(std::min(cur.offset() + RawIndex::kEntryBytes, to), triggers))
+                return; // read error or a short file: the first half's scan carries on by itself
+            entries.push_back({cur.offset(), cur.state().floor, cur.decoder().stats().events, cur.state()});
+            if (entries.size() == 1) {
+                atFirstEntry = cur.decoder().stats();
+                triggersAtFirstEntry = triggers.size();
+            }
+            done.store(cur.offset() - from, std::memory_order_relaxed);
+        }
+        total = cur.decoder().stats();
+        finished = true;
+    }
+};
+
+// True when `spec` is `real` with its clock moved by `delta`: from there on the two scans decode
+// the same words the same way, times `delta` apart.
+bool sameButForClock(const DecoderState& real, const DecoderState& spec, uint64_t& delta) {
+    delta = real.timeBase - spec.timeBase;
+    DecoderState moved = spec;
+    moved.timeBase += delta;
+    moved.rawTime += delta;
+    moved.floor += delta;
+    return moved == real;
+}
+
+bool spliceSecondHalf(RawIndex& index, const SpeculativeScan& spec, RawStreamCursor& cur) {
+    // The scans must agree at the first entry of the second half, and the first half must hold an
+    // event (so the first event time is known without the speculative part).
+    const DecodeStats& real = cur.decoder().stats();
+    uint64_t delta = 0;
+    if (!spec.finished || spec.entries.empty() || spec.entries.front().offset != cur.offset() || real.events == 0 ||
+        !sameButForClock(cur.state(), spec.entries.front().state, delta))
+        return false;
+    const uint64_t eventsShift = real.events - spec.atFirstEntry.events;
+    index.entries.reserve(index.entries.size() + spec.entries.size());
+    for (size_t i = 1; i < spec.entries.size(); ++i) {
+        RawIndexEntry e = spec.entries[i];
+        e.timeUs += delta;
+        e.eventsBefore += eventsShift;
+        e.state.timeBase += delta;
+        e.state.rawTime += delta;
+        e.state.floor += delta;
+        index.entries.push_back(e);
+    }
+    for (size_t i = spec.triggersAtFirstEntry; i < spec.triggers.size(); ++i) {
+        EventTriggerIn t = spec.triggers[i];
+        t.timestamp += delta;
+        index.triggers.push_back(t);
+    }
+    DecodeStats rest;
+    rest.events = spec.total.events - spec.atFirstEntry.events;
+    rest.onEvents = spec.total.onEvents - spec.atFirstEntry.onEvents;
+    rest.triggers = spec.total.triggers - spec.atFirstEntry.triggers;
+    rest.invalidEvents = spec.total.invalidEvents - spec.atFirstEntry.invalidEvents;
+    rest.reservedWords = spec.total.reservedWords - spec.atFirstEntry.reservedWords;
+    rest.timeBackwards = spec.total.timeBackwards - spec.atFirstEntry.timeBackwards;
+    rest.lastEventTs = spec.total.lastEventTs + delta;
+    index.totals.stats = real;
+    index.totals.stats.add(rest);
+    return true;
+}
+
+} // namespace
+
 bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atomic<bool>& cancel,
                      const std::function<void(const std::vector<RawIndexEntry>&, uint64_t)>& onEntries) {
     entries.clear();
     triggers.clear();
     totals = {};
     complete = false;
+    builtInTwoHalves = false;
     fileSize = file->fileSize();
     mtimeNs = file->mtimeNs();
     payloadOffset = file->payloadBegin();
@@ -91,8 +178,39 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
     RawStreamCursor cur(file, 256u << 10);
     const uint64_t begin = file->payloadBegin();
     const uint64_t end = file->payloadEnd();
+
+    // Large recordings are scanned in two halves at once (clock-based encodings only: their
+    // decoder state is a clock offset away from the initial one once a time and a row are seen).
+    const RawEncoding enc = file->header().encoding;
+    const uint64_t bytes = end > begin ? end - begin : 0;
+    const bool split = parallel && bytes >= parallelMinBytes && bytes >= 4 * kEntryBytes &&
+                       (enc == RawEncoding::Evt3 || enc == RawEncoding::Evt2 || enc == RawEncoding::Evt21) &&
+                       std::thread::hardware_concurrency() >= 2;
+    const uint64_t half = split ? begin + (bytes / 2) / kEntryBytes * kEntryBytes : end;
+    SpeculativeScan spec;
+    std::atomic<bool> stopSpec{false};
+    std::atomic<uint64_t> specDone{0};
+    std::thread helper;
+    if (split)
+        helper = std::thread([&] { spec.run(file, half, end, cancel, stopSpec, specDone); });
+    struct Joiner {
+        std::thread& t;
+        std::atomic<bool>& stop;
+        ~Joiner() {
+            stop = true;
+            if (t.joinable())
+                t.join();
+        }
+    } joiner{helper, stopSpec};
+
     std::vector<RawIndexEntry> batch;
     batch.reserve(256);
+    const auto publish = [&](uint64_t doneBytes) {
+        if (onEntries)
+            onEntries(batch, doneBytes);
+        batch.clear();
+    };
+    bool spliced = false;
     for (;;) {
         const RawIndexEntry e{cur.offset(), cur.state().floor, cur.decoder().stats().events, cur.state()};
         entries.push_back(e);
@@ -101,6 +219,15 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
             return false;
         if (cur.offset() >= end)
             break;
+        if (helper.joinable() && cur.offset() == half + kEntryBytes) {
+            helper.join();
+            spliced = spliceSecondHalf(*this, spec, cur);
+            builtInTwoHalves = spliced;
+            if (spliced) {
+                batch.insert(batch.end(), spec.entries.begin() + 1, spec.entries.end());
+                break;
+            }
+        }
         const uint64_t limit = std::min(cur.offset() + kEntryBytes, end);
         if (!cur.countUntil(limit, triggers)) {
             if (cur.readFailed()) {
@@ -109,20 +236,16 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
             }
             break;
         }
-        if (batch.size() >= 256) {
-            if (onEntries)
-                onEntries(batch, cur.offset() - begin);
-            batch.clear();
-        }
+        if (batch.size() >= 256)
+            publish(cur.offset() - begin + specDone.load(std::memory_order_relaxed));
     }
-    totals.stats = cur.decoder().stats();
+    if (!spliced)
+        totals.stats = cur.decoder().stats();
     totals.trailingBytes = file->fileSize() > end && end >= begin ? file->fileSize() - end : 0;
     complete = true;
-    if (onEntries)
-        onEntries(batch, end - begin);
+    publish(end - begin);
     return true;
 }
-
 const RawIndexEntry& RawIndex::entryFor(const std::vector<RawIndexEntry>& entries, uint64_t t) {
     auto it = std::partition_point(entries.begin(), entries.end(), [t](const RawIndexEntry& e) { return e.timeUs < t; });
     if (it == entries.begin())

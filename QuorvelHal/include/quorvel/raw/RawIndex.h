@@ -50,6 +50,14 @@ class RawIndex {
 public:
     static constexpr uint64_t kEntryBytes = 128 * 1024;
 
+    /// build() scans a large EVT 2.0/2.1/3.0 recording in two halves on two threads when the
+    /// machine has two cores; the result is the same as one scan's. Tests lower the size limit.
+    bool parallel = true;
+    uint64_t parallelMinBytes = 64ull << 20;
+    /// After build(): the second half's scan was used (false when it ran in one scan, or when the
+    /// second half's guess could not be confirmed and the first scan went on through it).
+    bool builtInTwoHalves = false;
+
     uint64_t fileSize = 0;
     int64_t mtimeNs = 0;
     uint64_t payloadOffset = 0;
