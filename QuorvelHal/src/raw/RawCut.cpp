@@ -51,22 +51,15 @@ uint64_t syncTime(RawEncoding enc, const DecoderState& s) {
     return enc == RawEncoding::Evt3 ? s.timeBase + (uint64_t{s.lastHigh} << 12) : s.rawTime;
 }
 
-bool copyRange(const RawFile& src, uint64_t from, uint64_t to, RawFileWriter& writer, std::string& error) {
-    std::vector<uint8_t> buf(std::min<uint64_t>(to - from, 8u << 20));
-    while (from < to) {
-        const size_t n = static_cast<size_t>(std::min<uint64_t>(buf.size(), to - from));
-        const long got = src.readAt(from, buf.data(), n);
-        if (got != static_cast<long>(n)) {
-            error = std::string("read error while cutting: ") + (got < 0 ? std::strerror(errno) : "file shrank");
-            return false;
-        }
-        if (!writer.writePayload(buf.data(), n)) {
-            error = writer.lastError();
-            return false;
-        }
-        from += n;
-    }
-    return true;
+// Events a decoder in state `state` at `from` finds up to `to`.
+uint64_t countEvents(const std::shared_ptr<const RawFile>& file, uint64_t from, const DecoderState& state, uint64_t to) {
+    if (to <= from)
+        return 0;
+    RawStreamCursor counter(file, 1u << 20);
+    counter.seek(from, state);
+    std::vector<EventTriggerIn> tr;
+    counter.countUntil(to, tr);
+    return counter.decoder().stats().events;
 }
 
 } // namespace
@@ -238,22 +231,27 @@ bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<Ra
         return failWith(writer.lastError());
     if (haveX) {
         encoder.syncTo(beforeX);
-        if (!copyRange(*file, X, Y, writer, error))
-            return failWith(error);
+        if (!writer.copyPayloadFrom(file->fd(), X, Y - X))
+            return failWith(writer.lastError());
         result.copiedBytes = Y - X;
     }
     if (!writer.close())
         return failWith(writer.lastError());
 
-    // Count what the copied payload holds (the index tells us how many events lie before each
-    // entry, but not exactly at X and Y, so count the copy itself: it is cheap).
+    // Count what the copied payload holds: the index knows the events between its entries, so
+    // only the pieces before the first and after the last entry inside the copy are counted.
     result.events = writer.eventsWritten();
     if (haveX && Y > X) {
-        RawStreamCursor counter(file, 4u << 20);
-        counter.seek(X, beforeX);
-        std::vector<EventTriggerIn> tr;
-        counter.countUntil(Y, tr);
-        result.events += counter.decoder().stats().events;
+        const auto byOffset = [](const RawIndexEntry& e, uint64_t off) { return e.offset < off; };
+        const auto first = std::lower_bound(entries.begin(), entries.end(), X, byOffset);
+        auto last = std::lower_bound(entries.begin(), entries.end(), Y + 1, byOffset);
+        if (first != entries.end() && last != entries.begin() && (--last)->offset >= first->offset) {
+            result.events += countEvents(file, X, beforeX, first->offset);
+            result.events += last->eventsBefore - first->eventsBefore;
+            result.events += countEvents(file, last->offset, last->state, Y);
+        } else {
+            result.events += countEvents(file, X, beforeX, Y);
+        }
     }
     return true;
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <random>
+#include <vector>
 #include <unistd.h>
 
 namespace quorvel {
@@ -101,6 +102,46 @@ bool RawFileWriter::writePayload(const uint8_t* data, size_t size) {
     if (!flushEncoder())
         return false;
     return writeAll(data, size);
+}
+
+bool RawFileWriter::copyPayloadFrom(int srcFd, uint64_t offset, uint64_t size) {
+    if (!flushEncoder())
+        return false;
+    loff_t from = static_cast<loff_t>(offset);
+    bool inKernel = true;
+    std::vector<uint8_t> buf;
+    while (size > 0) {
+        const size_t n = static_cast<size_t>(std::min<uint64_t>(size, 64u << 20));
+        if (inKernel) {
+            const ssize_t got = ::copy_file_range(srcFd, &from, m_fd, nullptr, n, 0);
+            if (got > 0) {
+                size -= static_cast<uint64_t>(got);
+                m_bytes += static_cast<uint64_t>(got);
+                continue;
+            }
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got < 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)) {
+                inKernel = false; // file systems that cannot: copy through a buffer instead
+                continue;
+            }
+            if (got == 0)
+                return fail("cannot copy from the recording: it ended early");
+            return fail("cannot write '" + m_writePath + "': " + std::strerror(errno));
+        }
+        buf.resize(std::min<size_t>(n, 8u << 20));
+        const size_t chunk = std::min(n, buf.size());
+        const ssize_t got = ::pread(srcFd, buf.data(), chunk, from);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return fail(std::string("cannot read the recording: ") + (got < 0 ? std::strerror(errno) : "it ended early"));
+        if (!writeAll(buf.data(), static_cast<size_t>(got)))
+            return false;
+        from += got;
+        size -= static_cast<uint64_t>(got);
+    }
+    return true;
 }
 
 bool RawFileWriter::write(const Event2D* eb, const Event2D* ee, const EventTriggerIn* tb, const EventTriggerIn* te) {

@@ -76,6 +76,10 @@ public:
     bool flushEncoder();
     /// Appends payload bytes as they are (the encoder's buffer is flushed first).
     bool writePayload(const uint8_t* data, size_t size);
+    /// Appends `size` bytes of the open file `srcFd` from `offset` as they are, copied inside the
+    /// kernel where the file systems allow it. False on a read or write error (lastError()), or
+    /// when the source is shorter than asked.
+    bool copyPayloadFrom(int srcFd, uint64_t offset, uint64_t size);
 
 private:
     bool writeAll(const uint8_t* data, size_t size);
