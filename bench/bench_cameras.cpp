@@ -56,6 +56,8 @@ void BM_StressSource(benchmark::State& state) {
     std::vector<EventTriggerIn> tr;
     uint64_t n = 0;
     for (auto _ : state) {
+        ev.clear();
+        tr.clear();
         src->next(1000, ev, tr);
         n += ev.size();
         benchmark::DoNotOptimize(ev.data());

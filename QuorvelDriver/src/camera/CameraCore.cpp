@@ -206,8 +206,8 @@ bool CameraCore::stop() {
 
 void CameraCore::run() {
     pthread_setname_np(pthread_self(), "qv-stream");
-    std::vector<Event2D> ev, batch;
-    std::vector<EventTriggerIn> tr, batchTr;
+    std::vector<Event2D> batch;
+    std::vector<EventTriggerIn> batchTr;
     const auto wall0 = std::chrono::steady_clock::now();
     const uint64_t sens0 = m_source->now();
     uint64_t batchStart = sens0, batchProduced = 0;
@@ -245,7 +245,9 @@ void CameraCore::run() {
             chunk = static_cast<uint32_t>(std::min<uint64_t>(chunk, end - m_source->now()));
         }
         refreshSettings();
-        if (!m_source->next(chunk, ev, tr)) {
+        // The source appends to the batch directly; the filters then see only the new slice.
+        const size_t evFrom = batch.size(), trFrom = batchTr.size();
+        if (!m_source->next(chunk, batch, batchTr)) {
             const std::string err = m_source->lastError();
             setError(err);
             Logger::Instance().log_(LOG_ERROR, __FILE__, __LINE__, "camera " + m_desc.serial + " lost: " + err);
@@ -254,13 +256,9 @@ void CameraCore::run() {
                 statistics(now, true); // one last report, so the loss shows after the stream ends
             break;
         }
-        batchProduced += ev.size();
+        batchProduced += batch.size() - evFrom;
         if (!m_options.remote)
-            m_pipeline.process(ev, tr);
-        // Appended rather than swapped in: the batch buffer is sized for a whole interval and
-        // stays so, while growing a fresh one would fault in new pages for every batch.
-        batch.insert(batch.end(), ev.begin(), ev.end());
-        batchTr.insert(batchTr.end(), tr.begin(), tr.end());
+            m_pipeline.process(batch, evFrom, batchTr, trFrom);
         if (m_source->now() - batchStart >= m_intervalUs.load(std::memory_order_relaxed)) {
             deliver(batch, batchTr, batchProduced);
             batchStart = m_source->now();

@@ -27,20 +27,23 @@ void EventPipeline::configure(const PipelineSettings& s) {
     m_s = s;
 }
 
-void EventPipeline::process(std::vector<Event2D>& events, std::vector<EventTriggerIn>& triggers) {
-    size_t n = events.size();
+void EventPipeline::process(std::vector<Event2D>& events, size_t fromEvent, std::vector<EventTriggerIn>& triggers,
+                            size_t fromTrigger) {
+    Event2D* ev = events.data() + fromEvent;
+    size_t n = events.size() - fromEvent;
     if (m_s.roi)
-        n = roi(events.data(), n);
+        n = roi(ev, n);
     if (m_s.antiFlicker)
-        n = antiFlicker(events.data(), n);
+        n = antiFlicker(ev, n);
     if (m_s.trailFilter)
-        n = trail(events.data(), n);
+        n = trail(ev, n);
     if (m_s.rateControl)
-        n = rate(events.data(), n);
-    events.resize(n);
+        n = rate(ev, n);
+    events.resize(fromEvent + n);
 
-    size_t k = 0;
-    for (const EventTriggerIn& t : triggers) {
+    size_t k = fromTrigger;
+    for (size_t i = fromTrigger; i < triggers.size(); ++i) {
+        const EventTriggerIn t = triggers[i];
         const bool enabled = t.id < 0 || t.id > 1 || m_s.triggerChannel[t.id];
         if (enabled)
             triggers[k++] = t;

@@ -30,7 +30,13 @@ public:
 
     void configure(const PipelineSettings& settings);
     /// Filters both vectors in place.
-    void process(std::vector<Event2D>& events, std::vector<EventTriggerIn>& triggers);
+    void process(std::vector<Event2D>& events, std::vector<EventTriggerIn>& triggers) {
+        process(events, 0, triggers, 0);
+    }
+    /// Same for the events from `fromEvent` and the triggers from `fromTrigger` on; what is
+    /// before them is left alone.
+    void process(std::vector<Event2D>& events, size_t fromEvent, std::vector<EventTriggerIn>& triggers,
+                 size_t fromTrigger);
     /// Events removed so far by each filter.
     const PipelineCounters& dropped() const { return m_dropped; }
 

@@ -24,8 +24,9 @@ public:
     /// Prepares a new stream. `hintUs` is the camera's running clock (µs since it was opened),
     /// which sensors continue from; a replay starts again from its first event.
     virtual bool restart(uint64_t hintUs) = 0;
-    /// Replaces the vectors by the events and triggers of the next `durationUs` µs of sensor
-    /// time, both non-decreasing. False when the source cannot go on (lastError() says why).
+    /// Appends the events and triggers of the next `durationUs` µs of sensor time to the
+    /// vectors, both non-decreasing (and not before what the vectors already hold from earlier
+    /// slices). False when the source cannot go on (lastError() says why).
     virtual bool next(uint32_t durationUs, std::vector<Event2D>& events, std::vector<EventTriggerIn>& triggers) = 0;
     /// Sensor time at which the next slice starts.
     virtual uint64_t now() const = 0;

@@ -21,8 +21,7 @@ public:
     }
     bool next(uint32_t durationUs, std::vector<Event2D>& ev, std::vector<EventTriggerIn>& tr) override {
         const uint64_t from = m_sensor.now();
-        m_sensor.generate(durationUs, ev);
-        tr.clear();
+        m_sensor.generate(durationUs, ev, ev.size());
         m_sensor.triggers(from, m_sensor.now(), tr);
         return true;
     }
@@ -64,20 +63,27 @@ public:
         const uint64_t from = m_now, to = m_now + durationUs;
         const uint64_t first = from * m_rate / 1000000, last = to * m_rate / 1000000;
         const size_t n = static_cast<size_t>(last - first);
-        if (ev.size() < n)
-            ev.resize(n);
-        else
-            ev.resize(n);
+        const size_t base = ev.size();
+        ev.resize(base + n);
+        Event2D* out = ev.data() + base;
         const size_t T = m_template.size();
         size_t pos = static_cast<size_t>(first % T);
+        // Event k's time is k * 1e6 / rate; stepped with a remainder instead of a division each.
+        const uint64_t step = 1000000 / m_rate, stepRem = 1000000 % m_rate;
+        uint64_t t = first * 1000000 / m_rate, rem = first * 1000000 % m_rate;
         for (size_t i = 0; i < n; ++i) {
             Event2D e = m_template[pos];
-            e.timestamp = (first + i) * 1000000 / m_rate;
-            ev[i] = e;
+            e.timestamp = t;
+            out[i] = e;
+            t += step;
+            rem += stepRem;
+            if (rem >= m_rate) {
+                rem -= m_rate;
+                ++t;
+            }
             if (++pos == T)
                 pos = 0;
         }
-        tr.clear();
         // The same trigger signals as the simulated sensor, so channel enables can be tested here.
         const double half = 1e6 / (2.0 * m_scene.triggerHz[0]);
         for (uint64_t k = static_cast<uint64_t>(std::ceil(from / half));; ++k) {
@@ -137,13 +143,11 @@ public:
         return true;
     }
     bool next(uint32_t durationUs, std::vector<Event2D>& ev, std::vector<EventTriggerIn>& tr) override {
-        ev.clear();
-        tr.clear();
         const uint64_t end = m_pos + durationUs;
         if (m_pos <= m_last) {
             auto batch = m_reader->getNTimeEvents(std::min<uint64_t>(durationUs, m_last + 1 - m_pos));
             if (batch) {
-                ev.reserve(batch->size());
+                ev.reserve(ev.size() + batch->size());
                 for (Event2D e : *batch) {
                     e.timestamp += m_offset;
                     ev.push_back(e);

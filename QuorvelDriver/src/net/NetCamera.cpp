@@ -405,12 +405,11 @@ public:
     }
 
     bool next(uint32_t, std::vector<Event2D>& ev, std::vector<EventTriggerIn>& tr) override {
-        ev.clear();
-        tr.clear();
+        const size_t evFrom = ev.size(), trFrom = tr.size();
         for (int round = 0; round < 4; ++round) {
             if (!parseBuffered(ev, tr))
                 return fail(m_error);
-            if (!ev.empty() || !tr.empty() || (round > 0 && m_len == 0))
+            if (ev.size() != evFrom || tr.size() != trFrom || (round > 0 && m_len == 0))
                 return true;
             const long n = recvSome(m_link->streamFd(), m_buf.data() + m_len, m_buf.size() - m_len, 5);
             if (n == 0 || n == -1)

@@ -435,10 +435,10 @@ void SimulatedSensor::slice(uint32_t len) {
     addNoise(len, m_sliceIndex++);
 }
 
-void SimulatedSensor::generate(uint32_t durationUs, std::vector<Event2D>& out) {
+void SimulatedSensor::generate(uint32_t durationUs, std::vector<Event2D>& out, size_t keep) {
     // `out` is only grown, never cleared first, and cut to size at the end: resizing a vector of
     // Event2D writes every new element, which would double the memory traffic of this loop.
-    size_t used = 0;
+    size_t used = keep;
     uint32_t done = 0;
     while (done < durationUs) {
         const uint32_t len = std::min(kSliceUs, durationUs - done);

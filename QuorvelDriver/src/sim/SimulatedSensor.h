@@ -45,7 +45,9 @@ public:
     void reset(uint64_t startUs);
     /// Replaces `out` by the events of [now, now + durationUs), non-decreasing in time, and moves
     /// the clock on.
-    void generate(uint32_t durationUs, std::vector<Event2D>& out);
+    void generate(uint32_t durationUs, std::vector<Event2D>& out) { generate(durationUs, out, 0); }
+    /// Same, keeping out[0 .. keep) and putting the new events after them.
+    void generate(uint32_t durationUs, std::vector<Event2D>& out, size_t keep);
     /// Appends the trigger-input edges (both channels) of [fromUs, toUs).
     void triggers(uint64_t fromUs, uint64_t toUs, std::vector<EventTriggerIn>& out) const;
     uint64_t now() const { return m_now; }
