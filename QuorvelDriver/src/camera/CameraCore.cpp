@@ -370,6 +370,8 @@ void CameraCore::deliver(std::vector<Event2D>& batch, std::vector<EventTriggerIn
         if (!m_spare.empty()) {
             next = std::move(m_spare.back());
             m_spare.pop_back();
+        } else {
+            next.reserve(batch.capacity()); // the next batch will be about as large: no regrowing
         }
         m_queue.push_back(std::move(batch));
         batch = std::move(next);

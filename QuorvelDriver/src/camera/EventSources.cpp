@@ -63,9 +63,9 @@ public:
         const uint64_t from = m_now, to = m_now + durationUs;
         const uint64_t first = from * m_rate / 1000000, last = to * m_rate / 1000000;
         const size_t n = static_cast<size_t>(last - first);
-        const size_t base = ev.size();
-        ev.resize(base + n);
-        Event2D* out = ev.data() + base;
+        // Reserved and appended rather than resized: resizing would write every event twice.
+        if (ev.capacity() < ev.size() + n)
+            ev.reserve(std::max(ev.size() + n, ev.capacity() * 2));
         const size_t T = m_template.size();
         size_t pos = static_cast<size_t>(first % T);
         // Event k's time is k * 1e6 / rate; stepped with a remainder instead of a division each.
@@ -74,7 +74,7 @@ public:
         for (size_t i = 0; i < n; ++i) {
             Event2D e = m_template[pos];
             e.timestamp = t;
-            out[i] = e;
+            ev.push_back(e);
             t += step;
             rem += stepRem;
             if (rem >= m_rate) {

@@ -144,7 +144,10 @@ protected:
                 m_y = static_cast<int32_t>(y);
             }
             // A vector needs at least 5 events in base..base+31 at this time, row and polarity.
-            if (W >= 32 && it + 4 < e && it[4].timestamp == it->timestamp) {
+            // (The fifth event must already be in the same row, polarity and 32-pixel span: a
+            // cheap test that spares the scan on scattered events.)
+            if (W >= 32 && it + 4 < e && it[4].timestamp == it->timestamp && it[4].y == y &&
+                (it[4].polarity ? 1u : 0u) == pol && it[4].x > x0 && it[4].x < x0 + 32) {
                 uint32_t base = std::min<uint32_t>(x0, W - 32);
                 const Event2D* run = it;
                 uint32_t mask = 0;
