@@ -214,8 +214,7 @@ void CameraCore::run() {
     m_statStart = wall0;
     m_statEvents = m_statBytes = 0;
     m_statRemoteBytes = m_options.remote ? m_options.remote->receivedBytes() : 0;
-    m_encY = UINT32_MAX;
-    m_encHigh = m_encLow = UINT64_MAX;
+    m_statEncoder.reset(); // a new stream starts its own time words
     while (m_running.load(std::memory_order_relaxed)) {
         const auto now = std::chrono::steady_clock::now();
         statistics(now);
@@ -269,29 +268,20 @@ void CameraCore::run() {
     m_running = false;
 }
 
-uint64_t CameraCore::encodedSize(const Event2D* b, const Event2D* e) {
-    // Words our EVT 3.0 writer spends on these events when it writes each one as ADDR_X: the time
-    // words for every change of time (one TIME_HIGH per 4096 µs step), ADDR_Y on every row change
-    // and one ADDR_X per event. Vector words make real files somewhat smaller on dense edges.
-    uint64_t words = 0;
-    for (const Event2D* p = b; p != e; ++p) {
-        const uint64_t high = p->timestamp >> 12, low = p->timestamp & 0xFFF;
-        if (high != m_encHigh) {
-            words += m_encHigh == UINT64_MAX ? 1 : std::min<uint64_t>(high - m_encHigh, 1u << 20);
-            m_encHigh = high;
-            m_encLow = UINT64_MAX;
-        }
-        if (low != m_encLow) {
-            ++words;
-            m_encLow = low;
-        }
-        if (p->y != m_encY) {
-            ++words;
-            m_encY = p->y;
-        }
-        ++words;
+uint64_t CameraCore::encodedSize(const Event2D* b, const Event2D* e, const EventTriggerIn* tb,
+                                 const EventTriggerIn* te) {
+    // What the stream costs on the wire: the bytes our EVT 3.0 writer spends on it, vectors and
+    // time words included (the same as a recording of it).
+    if (b == e && tb == te)
+        return 0;
+    if (!m_statEncoder) {
+        m_statEncoder = EventEncoder::create(RawEncoding::Evt3, m_source->width(), m_source->height());
+        m_statEncoder->begin(m_statEncoder->timeBaseFor(b != e ? b->timestamp : tb->timestamp));
     }
-    return words * 2;
+    m_statEncoder->encode(b, e, tb, te);
+    const uint64_t bytes = m_statEncoder->size();
+    m_statEncoder->clearBuffer();
+    return bytes;
 }
 
 void CameraCore::statistics(std::chrono::steady_clock::time_point now, bool final) {
@@ -325,7 +315,7 @@ void CameraCore::deliver(std::vector<Event2D>& batch, std::vector<EventTriggerIn
     // The per-event size estimate is only worth its cost when someone reads the statistics (a
     // camera daemon never does); network cameras count the bytes they really received.
     if (!m_options.remote && m_hasStatCb.load(std::memory_order_relaxed))
-        m_statBytes += encodedSize(b, e);
+        m_statBytes += encodedSize(b, e, batchTr.data(), batchTr.data() + batchTr.size());
     {
         std::lock_guard c(m_counterMutex);
         m_counters.produced += produced;

@@ -18,6 +18,7 @@
 #include "quorvel/CameraDescription.h"
 #include "quorvel/Event2D.h"
 #include "quorvel/QvStatisticInfo.h"
+#include "quorvel/raw/EventEncoder.h"
 
 #include <atomic>
 #include <chrono>
@@ -109,7 +110,7 @@ private:
     void refreshSettings();
     void deliver(std::vector<Event2D>& events, std::vector<EventTriggerIn>& triggers, uint64_t produced);
     void statistics(std::chrono::steady_clock::time_point now, bool final = false);
-    uint64_t encodedSize(const Event2D* b, const Event2D* e);
+    uint64_t encodedSize(const Event2D* b, const Event2D* e, const EventTriggerIn* tb, const EventTriggerIn* te);
 
     CameraDescription m_desc;
     std::unique_ptr<EventSource> m_source;
@@ -154,8 +155,7 @@ private:
     StreamCounters m_counters;
     std::chrono::steady_clock::time_point m_statStart;
     uint64_t m_statEvents = 0, m_statBytes = 0, m_statRemoteBytes = 0;
-    uint32_t m_encY = UINT32_MAX;
-    uint64_t m_encHigh = UINT64_MAX, m_encLow = UINT64_MAX;
+    std::unique_ptr<EventEncoder> m_statEncoder; ///< sizes the stream for the statistics
 
     mutable std::mutex m_errorMutex;
     mutable std::string m_error;
