@@ -20,6 +20,7 @@ bool Recorder::open(const std::string& path, const RecorderOptions& options, Cac
     m_path = path;
     m_options = options;
     m_options.writer.atomic = false; // a failed recording must leave what it wrote
+    m_options.writer.direct = true;  // fast streams: past the page cache, whose copy costs a core
     if (!m_writer.open(path, m_options.writer)) {
         error = m_writer.lastError();
         return false;

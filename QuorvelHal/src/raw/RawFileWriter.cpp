@@ -2,7 +2,9 @@
 
 #include "quorvel/TimeUtils.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <random>
@@ -13,6 +15,8 @@ namespace quorvel {
 
 namespace {
 constexpr size_t kFlushBytes = 1u << 20;
+constexpr size_t kStageBytes = 4u << 20;   // direct writes: one block of this size at a time
+constexpr size_t kDirectAlign = 4096;      // offset, size and address alignment of direct writes
 
 std::string tempNameFor(const std::string& path) {
     std::random_device rd;
@@ -55,13 +59,70 @@ bool RawFileWriter::open(const std::string& path, const Options& options) {
         return fail(std::string("cannot write the ") + rawEncodingName(options.encoding) + " format");
     m_path = path;
     m_writePath = options.atomic ? tempNameFor(path) : path;
-    m_fd = ::open(m_writePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    m_direct = false;
+    m_staged = 0;
+    if (options.direct) {
+        m_stage.reset(static_cast<uint8_t*>(std::aligned_alloc(kDirectAlign, kStageBytes)));
+        if (m_stage) {
+            m_fd = ::open(m_writePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_DIRECT, 0644);
+            m_direct = m_fd >= 0;
+        }
+    }
+    if (m_fd < 0)
+        m_fd = ::open(m_writePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (m_fd < 0)
         return fail("cannot create '" + m_writePath + "': " + std::strerror(errno));
     return true;
 }
 
+bool RawFileWriter::writeDirect(const uint8_t* data, size_t size) {
+    while (size > 0) {
+        const size_t n = std::min(size, kStageBytes - m_staged);
+        std::memcpy(m_stage.get() + m_staged, data, n);
+        m_staged += n;
+        data += n;
+        size -= n;
+        if (m_staged == kStageBytes && !drainStage(false))
+            return false;
+    }
+    return true;
+}
+
+bool RawFileWriter::drainStage(bool all) {
+    size_t blocks = m_staged / kDirectAlign * kDirectAlign;
+    size_t done = 0;
+    while (done < blocks) {
+        const ssize_t n = ::pwrite(m_fd, m_stage.get() + done, blocks - done, static_cast<off_t>(m_bytes));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && errno == EINVAL) {
+            blocks = done; // the file system wants other alignment after all: write the rest plainly
+            all = true;
+            break;
+        }
+        if (n <= 0)
+            return fail("cannot write '" + m_writePath + "': " + std::strerror(n < 0 ? errno : ENOSPC));
+        done += static_cast<size_t>(n);
+        m_bytes += static_cast<uint64_t>(n);
+    }
+    std::memmove(m_stage.get(), m_stage.get() + done, m_staged - done);
+    m_staged -= done;
+    if (!all)
+        return true;
+    // The tail is no whole block: leave direct mode for it (and for anything after).
+    const int flags = ::fcntl(m_fd, F_GETFL);
+    if (flags < 0 || ::fcntl(m_fd, F_SETFL, flags & ~O_DIRECT) != 0 ||
+        ::lseek(m_fd, static_cast<off_t>(m_bytes), SEEK_SET) < 0)
+        return fail("cannot write '" + m_writePath + "': " + std::strerror(errno));
+    m_direct = false;
+    const size_t rest = m_staged;
+    m_staged = 0;
+    return writeAll(m_stage.get(), rest);
+}
+
 bool RawFileWriter::writeAll(const uint8_t* data, size_t size) {
+    if (m_direct)
+        return writeDirect(data, size);
     while (size > 0) {
         const ssize_t n = ::write(m_fd, data, size);
         if (n < 0 && errno == EINTR)
@@ -105,7 +166,7 @@ bool RawFileWriter::writePayload(const uint8_t* data, size_t size) {
 }
 
 bool RawFileWriter::copyPayloadFrom(int srcFd, uint64_t offset, uint64_t size) {
-    if (!flushEncoder())
+    if (!flushEncoder() || (m_direct && !drainStage(true)))
         return false;
     loff_t from = static_cast<loff_t>(offset);
     bool inKernel = true;
@@ -187,6 +248,8 @@ bool RawFileWriter::close() {
         ok = beginStream(0);
     if (ok)
         ok = flushEncoder();
+    if (ok && m_direct)
+        ok = drainStage(true);
     if (::close(m_fd) != 0 && ok)
         ok = fail("cannot close '" + m_writePath + "': " + std::strerror(errno));
     m_fd = -1;
