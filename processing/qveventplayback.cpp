@@ -320,6 +320,9 @@ void QvEventProcessor::slotExportVideo(QString qs_out_full_path, QString qs_out_
                                        uint64_t end_ts) {
     if (!readyForPlayback())
         return;
+    // Playback pauses and the busy indicator holds the transport while the job runs. The export
+    // reads through a cursor of its own, so the reader's position and window stay as the user
+    // left them and playing on afterwards continues from the same frame.
     pauseIfPlaying();
     if (m_exportVideoThread.joinable())
         m_exportVideoThread.join();

@@ -12,7 +12,10 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <atomic>
+#include <cstring>
 #include <filesystem>
+#include <thread>
 
 using namespace quorvel;
 using namespace quorvel::test;
@@ -29,7 +32,8 @@ struct Decoded {
     double durationS = 0;
     std::string codec;
     std::vector<int64_t> pts;
-    std::vector<std::vector<uint8_t>> rgb; // RGB24 of every frame
+    std::vector<std::vector<uint8_t>> rgb;  // RGB24 of every frame
+    std::vector<std::vector<uint8_t>> luma; // the Y plane of every frame, as coded
 };
 
 bool decodeVideo(const std::string& path, Decoded& out) {
@@ -64,6 +68,11 @@ bool decodeVideo(const std::string& path, Decoded& out) {
                     int stride[1] = {frame->width * 3};
                     sws_scale(sws, frame->data, frame->linesize, 0, frame->height, dst, stride);
                     out.rgb.push_back(std::move(rgb));
+                    std::vector<uint8_t> y(size_t(frame->width) * frame->height);
+                    for (int r = 0; r < frame->height; ++r)
+                        std::memcpy(y.data() + size_t(r) * frame->width, frame->data[0] + size_t(r) * frame->linesize[0],
+                                    size_t(frame->width));
+                    out.luma.push_back(std::move(y));
                 }
             };
             while (av_read_frame(fmt, pkt) >= 0) {
@@ -256,4 +265,81 @@ TEST_F(VideoExport, ProgressCancellationAndFailuresLeaveNoFile) {
     // Nothing but the recording and its index is left: no video, no temporary file.
     for (const auto& e : std::filesystem::directory_iterator(dir.path))
         EXPECT_EQ(e.path().string().find(".mp4"), std::string::npos) << e.path();
+}
+
+TEST_F(VideoExport, DenseExportIsExactAndLeavesThePlayerAlone) {
+    // 1280x720 at 5 M events/s: frames span many read batches. Lossless coding (crf 0) keeps every
+    // pixel's luma as painted, so each frame is checked pixel by pixel against the renderer rule.
+    StreamParams sp;
+    sp.durationUs = 400'000;
+    sp.denseRate = sp.sparseRate = 5e6;
+    sp.triggerPeriodUs = 0;
+    RawFileWriter w;
+    RawFileWriter::Options wo;
+    wo.width = sp.width;
+    wo.height = sp.height;
+    ASSERT_TRUE(w.open(dir.file("dense.raw"), wo));
+    generateStream(sp, 1 << 16,
+                   [&](const std::vector<Event2D>& e, const std::vector<EventTriggerIn>& t) { w.write(e, t); });
+    ASSERT_TRUE(w.close()) << w.lastError();
+    auto player = DvsFileReader::createFileReader(dir.file("dense.raw"));
+    auto reference = DvsFileReader::createFileReader(dir.file("dense.raw"));
+    ASSERT_TRUE(player && reference && player->waitForIndex() && reference->waitForIndex());
+    uint64_t start = 0, end = 0;
+    ASSERT_TRUE(player->getStartTimestamp(start) && player->getEndTimestamp(end));
+
+    // The player sits in the middle of the recording; the export runs on another thread while the
+    // player keeps reading, as playback would.
+    const uint64_t pos = start + 5 * kW + 17;
+    ASSERT_TRUE(player->seekTime(pos) && player->getNTimeEvents(kW));
+    VideoExportOptions o;
+    o.crf = 0;
+    std::atomic<bool> exporting{true};
+    bool exported = false;
+    std::thread job([&] {
+        exported = player->exportVideoRange(start, end, dir.file("dense.mp4"), o);
+        exporting = false;
+    });
+    int reads = 0;
+    for (uint64_t t = start; exporting || reads < 3; t = t + kW > end ? start : t + kW, ++reads) {
+        auto got = player->getEventsInRange(t, kW);
+        auto want = reference->getEventsInRange(t, kW);
+        if (!got || !want || *got != *want) {
+            ADD_FAILURE() << "player read at " << t << " us during the export";
+            break;
+        }
+    }
+    job.join();
+    ASSERT_TRUE(exported) << player->lastError();
+    // The player's position is where it was: the next span follows the one read before the export.
+    auto next = player->getNTimeEvents(kW);
+    auto want = reference->getEventsInRange(pos + kW, kW);
+    ASSERT_TRUE(next && want);
+    EXPECT_TRUE(*next == *want);
+
+    Decoded d;
+    ASSERT_TRUE(decodeVideo(dir.file("dense.mp4"), d));
+    const uint64_t frames = VideoExporter::frameCount(start, end, 30);
+    ASSERT_EQ(d.luma.size(), frames);
+    const int width = int(sp.width);
+    const size_t pixels = size_t(sp.width) * sp.height;
+    std::vector<uint8_t> on(pixels), off(pixels);
+    for (uint64_t k = 0; k < frames; ++k) {
+        const uint64_t from = start + k * kW;
+        auto ev = reference->getEventsInRange(from, std::min(from + kW, end + 1) - from);
+        ASSERT_TRUE(ev);
+        std::fill(on.begin(), on.end(), 0);
+        std::fill(off.begin(), off.end(), 0);
+        for (const Event2D& e : *ev) {
+            uint8_t& c = (e.polarity ? on : off)[size_t(e.y) * width + e.x];
+            c = uint8_t(std::min(c + 1, 3));
+        }
+        size_t wrong = 0;
+        for (size_t i = 0; i < pixels; ++i) {
+            // Gray in BT.601 limited range: white 235, black 16, background 112.
+            const uint8_t expected = on[i] == 0 && off[i] == 0 ? 112 : on[i] > off[i] ? 235 : 16;
+            wrong += d.luma[k][i] != expected;
+        }
+        EXPECT_EQ(wrong, 0u) << "frame " << k << " of " << frames << " (" << ev->size() << " events)";
+    }
 }

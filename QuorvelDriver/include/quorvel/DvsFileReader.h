@@ -18,19 +18,24 @@
 //   first event.
 // - exportRawRange(start, end, path) writes the events with start <= t <= end (the end is
 //   included, like the player's range) and the triggers of that range to a new `.raw` file.
+// - streamEventsInRange(start, end, sink) hands the events with start <= t < end to `sink` in
+//   file order, a batch at a time, without collecting them: what an export needs to go through
+//   a long range with little memory.
 //
 // Errors: createFileReader() returns null and lastCreateError() says why (missing file, not a
 // recording, no geometry, ...). Failing operations return false or null and lastError() says why.
 // getTriggerList() throws std::runtime_error when the recording holds no trigger record.
 // Thread rules: one thread at a time uses a reader (the player's lock), except exportRawRange,
-// which reads through its own cursor and may run beside other calls. The index thread is owned by
-// the reader and joined by its destructor.
+// exportVideoRange and streamEventsInRange, which read through a cursor of their own and may run
+// beside other calls: the player's position and decoded window stay exactly as they were. The
+// index thread is owned by the reader and joined by its destructor.
 
 #include "quorvel/DvsFileInfo.h"
 #include "quorvel/Event2D.h"
 #include "quorvel/VideoExportOptions.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -75,6 +80,12 @@ public:
     virtual std::shared_ptr<std::vector<Event2D>> getNTimeEvents(uint64_t durationUs) = 0;
     virtual std::shared_ptr<std::vector<Event2D>> getEventsInRange(uint64_t startUs, uint64_t durationUs) = 0;
     virtual bool exportRawRange(uint64_t startUs, uint64_t endUs, std::string path) = 0;
+    /// Receives one batch of events (non-decreasing time, valid only during the call); returns
+    /// false to stop the stream.
+    using EventBatchSink = std::function<bool(const Event2D* begin, const Event2D* end)>;
+    /// Streams [startUs, endUs) through `sink` on a cursor of its own. True when the range was
+    /// read to its end or the sink stopped it; false on a read error (lastError()).
+    virtual bool streamEventsInRange(uint64_t startUs, uint64_t endUs, const EventBatchSink& sink) = 0;
     /// Renders [startUs, endUs] into an H.264 .mp4 at 30 fps in the "Gray" colours (VideoExporter).
     virtual bool exportVideoRange(uint64_t startUs, uint64_t endUs, std::string path) = 0;
     /// The same with the caller's colours, frame rate, progress and cancellation.

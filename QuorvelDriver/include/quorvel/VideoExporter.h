@@ -18,8 +18,10 @@
 //
 // Errors: exportRange returns false and lastError() says why (range after the end of the
 // recording, unreadable events, no H.264 encoder, cannot write, cancelled).
-// Thread rules: reads through the reader's own cursor (getEventsInRange), so it takes the same
-// turn as any other use of that reader.
+// Thread rules: reads through streamEventsInRange, a cursor of its own, so the reader's position
+// and window are left as they were and playback may use the reader meanwhile. Frames are painted
+// on a thread of the exporter's own (joined before exportRange returns) while the calling thread
+// encodes them; the progress callback runs on the calling thread.
 
 #include "quorvel/VideoExportOptions.h"
 

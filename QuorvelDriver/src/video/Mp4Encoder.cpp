@@ -146,13 +146,29 @@ bool Mp4Encoder::drain(bool flush, std::string& error) {
     }
 }
 
-bool Mp4Encoder::encode(int64_t pts, std::string& error) {
+Mp4Encoder::FramePtr Mp4Encoder::newFrame() const {
+    if (!m_enc)
+        return nullptr;
+    FramePtr f(av_frame_alloc());
+    if (!f)
+        return nullptr;
+    f->format = m_enc->pix_fmt;
+    f->width = m_enc->width;
+    f->height = m_enc->height;
+    if (av_frame_get_buffer(f.get(), 0) < 0)
+        return nullptr;
+    return f;
+}
+
+bool Mp4Encoder::encode(int64_t pts, std::string& error) { return encode(m_frame, pts, error); }
+
+bool Mp4Encoder::encode(AVFrame* frame, int64_t pts, std::string& error) {
     if (!m_fmt) {
         error = "the video file is not open";
         return false;
     }
-    m_frame->pts = pts;
-    int rc = avcodec_send_frame(m_enc, m_frame);
+    frame->pts = pts;
+    int rc = avcodec_send_frame(m_enc, frame);
     if (rc < 0) {
         error = "video encoding failed: " + avError(rc);
         abort();
@@ -165,7 +181,7 @@ bool Mp4Encoder::encode(int64_t pts, std::string& error) {
     }
     // The encoder may keep a reference to the frame's buffers; get fresh ones if so before the
     // caller paints the next frame.
-    rc = av_frame_make_writable(m_frame);
+    rc = av_frame_make_writable(frame);
     if (rc < 0) {
         error = "out of memory for a video frame";
         abort();

@@ -9,10 +9,12 @@
 //
 // Errors: every operation returns false with a message in `error`; after a failure the encoder is
 // unusable and the destructor removes the temporary file.
-// Thread rules: one thread at a time; libx264 runs its own worker threads inside.
+// Thread rules: one thread at a time; libx264 runs its own worker threads inside. Frames from
+// newFrame() belong to the caller and may be filled on another thread while one is encoded.
 
 #include "FfmpegCommon.h"
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,6 +46,15 @@ public:
     AVFrame* frame() { return m_frame; }
     /// Encodes frame() with presentation time `pts` (in the settings' time base, increasing).
     bool encode(int64_t pts, std::string& error);
+
+    struct FrameDeleter {
+        void operator()(AVFrame* f) const { av_frame_free(&f); }
+    };
+    using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
+    /// A frame of the encoder's size and format, owned by the caller; null when out of memory.
+    FramePtr newFrame() const;
+    /// Encodes `frame` (from newFrame()) like encode(pts); the frame is writable again afterwards.
+    bool encode(AVFrame* frame, int64_t pts, std::string& error);
     /// Drains the encoder, writes the index and renames the file into place.
     bool finish(std::string& error);
     /// Stops and removes the temporary file.

@@ -7,6 +7,11 @@
 #include "Mp4Encoder.h"
 
 #include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 namespace quorvel {
 
@@ -41,6 +46,82 @@ uint64_t VideoExporter::frameCount(uint64_t startUs, uint64_t endUs, int fps) {
     const uint64_t windowUs = 1000000u / static_cast<uint64_t>(fps);
     return (endUs - startUs) / windowUs + 1;
 }
+
+namespace {
+
+// Frames between the painting thread and the encoding thread. Painting (decoding, counting,
+// colouring) and x264 each take a good share of a core at 20 M events/s; handing frames over
+// lets them run side by side instead of in turn. A few slots absorb the frames that vary in cost.
+class FrameQueue {
+public:
+    explicit FrameQueue(std::vector<AVFrame*> slots) : m_free(slots.begin(), slots.end()) {}
+
+    /// A frame to paint, or null once the queue is stopped.
+    AVFrame* takeFree() {
+        std::unique_lock lock(m_mutex);
+        m_cv.wait(lock, [&] { return m_stopped || !m_free.empty(); });
+        if (m_stopped)
+            return nullptr;
+        AVFrame* f = m_free.front();
+        m_free.pop_front();
+        return f;
+    }
+    void putPainted(AVFrame* f) {
+        std::lock_guard lock(m_mutex);
+        m_painted.push_back(f);
+        m_cv.notify_all();
+    }
+    /// The next painted frame in order, or null when painting ended (finished, failed, stopped)
+    /// with nothing left.
+    AVFrame* takePainted() {
+        std::unique_lock lock(m_mutex);
+        m_cv.wait(lock, [&] { return m_stopped || m_done || !m_painted.empty(); });
+        if (m_stopped || m_painted.empty())
+            return nullptr;
+        AVFrame* f = m_painted.front();
+        m_painted.pop_front();
+        return f;
+    }
+    void putFree(AVFrame* f) {
+        std::lock_guard lock(m_mutex);
+        m_free.push_back(f);
+        m_cv.notify_all();
+    }
+    /// The painter is done; `error` is empty when it painted every frame.
+    void finishPainting(std::string error) {
+        std::lock_guard lock(m_mutex);
+        m_done = true;
+        m_error = std::move(error);
+        m_cv.notify_all();
+    }
+    /// The encoder gives up (failure or cancellation): the painter stops at its next frame.
+    void stop() {
+        std::lock_guard lock(m_mutex);
+        m_stopped = true;
+        m_cv.notify_all();
+    }
+    bool stopped() {
+        std::lock_guard lock(m_mutex);
+        return m_stopped;
+    }
+    std::string paintError() {
+        std::lock_guard lock(m_mutex);
+        return m_error;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_cv;
+    std::deque<AVFrame*> m_free;
+    std::deque<AVFrame*> m_painted;
+    bool m_done = false;
+    bool m_stopped = false;
+    std::string m_error;
+};
+
+constexpr int kFrameSlots = 4;
+
+} // namespace
 
 bool VideoExporter::exportRange(DvsFileReader& reader, uint64_t startUs, uint64_t endUs, const std::string& path) {
     m_error.clear();
@@ -89,27 +170,89 @@ bool VideoExporter::exportRange(DvsFileReader& reader, uint64_t startUs, uint64_
     s.crf = m_options.crf;
     if (!encoder.open(path, s, m_error))
         return false;
-
+    std::vector<video::Mp4Encoder::FramePtr> slots;
+    std::vector<AVFrame*> slotPtrs;
+    for (int i = 0; i < kFrameSlots; ++i) {
+        slots.push_back(encoder.newFrame());
+        if (!slots.back()) {
+            m_error = "out of memory for a video frame";
+            encoder.abort();
+            return false;
+        }
+        slotPtrs.push_back(slots.back().get());
+    }
+    FrameQueue queue(slotPtrs);
     video::EventFrameYuv canvas(width, height, padW, padH, m_options);
+
+    // Painter: frame k shows [startUs + k*W, startUs + (k+1)*W), the last one up to and including
+    // endUs. The reader's batches are in time order, so each splits at the window ends.
+    std::thread painter([&] {
+        uint64_t k = 0;
+        uint64_t winEnd = std::min(startUs + windowUs, endUs + 1);
+        const auto emitFrame = [&]() -> bool {
+            AVFrame* f = queue.takeFree();
+            if (!f)
+                return false;
+            canvas.render(f->data[0], f->linesize[0], f->data[1], f->linesize[1], f->data[2], f->linesize[2]);
+            canvas.clear();
+            queue.putPainted(f);
+            ++k;
+            winEnd = std::min(startUs + (k + 1) * windowUs, endUs + 1);
+            return true;
+        };
+        try {
+            const bool read = reader.streamEventsInRange(startUs, endUs + 1, [&](const Event2D* b, const Event2D* e) {
+                while (b != e) {
+                    // The last frame takes whatever is left, whatever its time.
+                    const Event2D* split =
+                        k + 1 >= frames ? e : std::lower_bound(b, e, winEnd, [](const Event2D& ev, uint64_t t) {
+                            return ev.timestamp < t;
+                        });
+                    canvas.accumulate(b, split);
+                    b = split;
+                    if (b != e && !emitFrame())
+                        return false;
+                }
+                return !queue.stopped();
+            });
+            if (!read) {
+                queue.finishPainting("cannot read the events: " + reader.lastError());
+                return;
+            }
+            // The frame of the last events and any quiet windows up to the end.
+            while (k < frames)
+                if (!emitFrame())
+                    break;
+            queue.finishPainting({});
+        } catch (const std::exception& ex) {
+            queue.finishPainting(std::string("painting the video frames failed: ") + ex.what());
+        } catch (...) {
+            queue.finishPainting("painting the video frames failed");
+        }
+    });
+    // Stops and joins the painter on every way out of this function.
+    struct Join {
+        FrameQueue& q;
+        std::thread& t;
+        ~Join() {
+            q.stop();
+            t.join();
+        }
+    } join{queue, painter};
+
     const uint64_t progressStep = std::max<uint64_t>(1, frames / 100);
     for (uint64_t k = 0; k < frames; ++k) {
-        const uint64_t winStart = startUs + k * windowUs;
-        // The last frame stops at the range's end, which belongs to the range.
-        const uint64_t winEnd = std::min(winStart + windowUs, endUs + 1);
-        canvas.clear();
-        if (winStart <= lastTs) {
-            auto events = reader.getEventsInRange(winStart, winEnd - winStart);
-            if (!events) {
-                m_error = "cannot read the events at " + std::to_string(winStart) + " us: " + reader.lastError();
-                encoder.abort();
-                return false;
-            }
-            canvas.accumulate(events->data(), events->data() + events->size());
-        }
-        AVFrame* f = encoder.frame();
-        canvas.render(f->data[0], f->linesize[0], f->data[1], f->linesize[1], f->data[2], f->linesize[2]);
-        if (!encoder.encode(static_cast<int64_t>(k), m_error))
+        AVFrame* f = queue.takePainted();
+        if (!f) {
+            m_error = queue.paintError();
+            if (m_error.empty())
+                m_error = "the video frames stopped early";
+            encoder.abort();
             return false;
+        }
+        if (!encoder.encode(f, static_cast<int64_t>(k), m_error))
+            return false;
+        queue.putFree(f);
         ++m_frames;
         if (m_options.progress && ((k + 1) % progressStep == 0) && k + 1 < frames &&
             !m_options.progress(static_cast<double>(k + 1) / static_cast<double>(frames))) {
