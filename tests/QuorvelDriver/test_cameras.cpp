@@ -54,19 +54,24 @@ bool ordered(const std::vector<Event2D>& v) {
 }
 
 /// A short simulated recording for the replay camera.
-std::vector<Event2D> writeSimRecording(const std::string& path, uint32_t us) {
+std::vector<Event2D> writeSimRecording(const std::string& path, uint32_t us,
+                                       std::vector<EventTriggerIn>* triggers = nullptr) {
     detail::SensorConfig c;
     detail::scenePreset("default", 640, 480, c.scene);
     detail::SimulatedSensor s(c);
     std::vector<Event2D> ev;
+    std::vector<EventTriggerIn> tr;
     s.generate(us, ev);
+    s.triggers(0, us, tr);
+    if (triggers)
+        *triggers = tr;
     RawFileWriter w;
     RawFileWriter::Options o;
     o.width = 640;
     o.height = 480;
     o.serial = "SIMREC";
     EXPECT_TRUE(w.open(path, o));
-    EXPECT_TRUE(w.write(ev));
+    EXPECT_TRUE(w.write(ev, tr));
     EXPECT_TRUE(w.close());
     return ev;
 }
@@ -290,8 +295,10 @@ TEST(ReplayCamera, PlaysTheRecordingInRealTimeAsALiveCamera) {
     EnvGuard g1("QUORVEL_VIRTUAL_CAMERAS"), g2("QUORVEL_REPLAY"), g3("XDG_CACHE_HOME");
     test::TempDir dir;
     setenv("XDG_CACHE_HOME", dir.path.c_str(), 1);
-    const auto recorded = writeSimRecording(dir.file("scene.raw"), 400000);
+    std::vector<EventTriggerIn> recordedTr;
+    const auto recorded = writeSimRecording(dir.file("scene.raw"), 400000, &recordedTr);
     ASSERT_GT(recorded.size(), 10000u);
+    ASSERT_GT(recordedTr.size(), 4u);
     setenv("QUORVEL_VIRTUAL_CAMERAS", "0", 1);
     setenv("QUORVEL_REPLAY", dir.file("scene.raw").c_str(), 1);
     DvsCameraManager m;
@@ -299,6 +306,14 @@ TEST(ReplayCamera, PlaysTheRecordingInRealTimeAsALiveCamera) {
     ASSERT_TRUE(cam) << DvsCameraManager::lastError();
     EXPECT_FALSE(cam->getTool(TOOL_BIASES)); // a recording has no pixel biases
     EXPECT_TRUE(cam->getTool(TOOL_ROI));
+    ASSERT_TRUE(cam->getTool(TOOL_TRIGGER_IN)->setBoolParam("channel_0_enable", true));
+    ASSERT_TRUE(cam->getTool(TOOL_TRIGGER_IN)->setBoolParam("channel_1_enable", true));
+    std::mutex trMutex;
+    std::vector<EventTriggerIn> gotTr;
+    cam->addTriggerInCallback([&](const EventTriggerIn& t) {
+        std::lock_guard lock(trMutex);
+        gotTr.push_back(t);
+    });
     const auto t0 = std::chrono::steady_clock::now();
     ASSERT_EQ(cam->start(), 0);
     auto got = poll(*cam, 300ms);
@@ -315,6 +330,16 @@ TEST(ReplayCamera, PlaysTheRecordingInRealTimeAsALiveCamera) {
     // machine; a replay does not skip ahead the way a simulated sensor does).
     EXPECT_LE(static_cast<double>(got.back().timestamp), wall * 1e6 + 20000.0);
     EXPECT_GT(static_cast<double>(got.back().timestamp), wall * 1e6 - 350000.0);
+    {
+        // The trigger edges come along, in order and on time.
+        std::lock_guard lock(trMutex);
+        ASSERT_FALSE(gotTr.empty());
+        ASSERT_LE(gotTr.size(), recordedTr.size());
+        EXPECT_TRUE(std::equal(gotTr.begin(), gotTr.end(), recordedTr.begin(), [](const auto& a, const auto& b) {
+            return a.timestamp == b.timestamp && a.polarity == b.polarity && a.id == b.id;
+        }));
+        gotTr.clear();
+    }
 
     // Played on past its end it loops, with time moving on.
     ASSERT_EQ(cam->start(), 0);

@@ -1,6 +1,6 @@
 #include "camera/EventSource.h"
 
-#include "quorvel/DvsFileReader.h"
+#include "quorvel/raw/RawFile.h"
 #include "sim/SimulatedSensor.h"
 
 #include <algorithm>
@@ -110,71 +110,57 @@ private:
     SceneSpec m_scene;
 };
 
+// A recording decoded front to back as a live stream, looping at its end. It needs no index, so
+// a camera replaying a large recording starts at once.
 class ReplaySource final : public EventSource {
 public:
-    ReplaySource(std::unique_ptr<DvsFileReader> reader, std::string path)
-        : m_reader(std::move(reader)), m_path(std::move(path)) {}
+    ReplaySource(std::shared_ptr<const RawFile> file, std::string path)
+        : m_file(std::move(file)), m_cur(m_file, 1u << 20), m_path(std::move(path)) {}
 
     bool init(std::string& error) {
-        m_reader->prepareFile();
-        if (!m_reader->getStartTimestamp(m_first)) {
-            error = "'" + m_path + "' holds no events";
+        if (!fill() || m_head == m_events.size()) {
+            error = m_cur.readFailed() ? m_error : "'" + m_path + "' holds no events";
             return false;
         }
-        if (!m_reader->getEndTimestamp(m_last))
-            m_last = m_first;
-        try {
-            m_triggers = m_reader->getTriggerList();
-        } catch (...) {
-            m_triggers.clear(); // a recording without trigger records is normal
-        }
+        m_first = m_events[m_head].timestamp;
+        m_pos = m_first;
         return true;
     }
-    uint16_t width() const override { return m_reader->getWidth(); }
-    uint16_t height() const override { return m_reader->getHeight(); }
+    uint16_t width() const override { return static_cast<uint16_t>(m_file->header().width); }
+    uint16_t height() const override { return static_cast<uint16_t>(m_file->header().height); }
     bool restart(uint64_t) override {
         m_offset = 0;
-        m_pos = m_first;
-        m_trigIndex = 0;
-        if (!m_reader->seekTime(m_first)) {
-            m_error = "cannot rewind '" + m_path + "': " + m_reader->lastError();
-            return false;
-        }
+        rewind();
         return true;
     }
     bool next(uint32_t durationUs, std::vector<Event2D>& ev, std::vector<EventTriggerIn>& tr) override {
         const uint64_t end = m_pos + durationUs;
-        if (m_pos <= m_last) {
-            auto batch = m_reader->getNTimeEvents(std::min<uint64_t>(durationUs, m_last + 1 - m_pos));
-            if (batch) {
-                ev.reserve(ev.size() + batch->size());
-                for (Event2D e : *batch) {
-                    e.timestamp += m_offset;
-                    ev.push_back(e);
-                }
-            } else if (!m_reader->lastError().empty() && m_pos < m_last) {
-                m_error = "replay of '" + m_path + "' failed: " + m_reader->lastError();
-                return false;
-            }
-        }
-        while (m_trigIndex < m_triggers.size() && m_triggers[m_trigIndex].timestamp < end) {
-            EventTriggerIn t = m_triggers[m_trigIndex++];
-            if (t.timestamp >= m_pos) {
+        for (;;) {
+            while (m_trHead < m_triggers.size() && m_triggers[m_trHead].timestamp < end) {
+                EventTriggerIn t = m_triggers[m_trHead++];
                 t.timestamp += m_offset;
                 tr.push_back(t);
             }
+            size_t stop = m_head;
+            while (stop < m_events.size() && m_events[stop].timestamp < end)
+                ++stop;
+            ev.reserve(ev.size() + (stop - m_head));
+            for (; m_head < stop; ++m_head) {
+                Event2D e = m_events[m_head];
+                e.timestamp += m_offset;
+                ev.push_back(e);
+            }
+            if (m_head < m_events.size() || m_cur.atEnd())
+                break;
+            if (!fill())
+                return false;
         }
         m_pos = end;
-        if (m_pos > m_last) {
+        if (m_cur.atEnd() && m_head == m_events.size() && m_trHead == m_triggers.size() && m_pos > m_last) {
             // Loop: the recording starts again, with times continuing after a 1 ms gap so that the
             // stream stays non-decreasing like a live sensor's.
             m_offset += m_last + 1000 - m_first;
-            m_pos = m_first;
-            m_trigIndex = 0;
-            if (!m_reader->seekTime(m_first)) {
-                m_error = "cannot rewind '" + m_path + "': " + m_reader->lastError();
-                return false;
-            }
+            rewind();
         }
         return true;
     }
@@ -182,11 +168,41 @@ public:
     std::string lastError() const override { return m_error; }
 
 private:
-    std::unique_ptr<DvsFileReader> m_reader;
+    static constexpr size_t kChunk = 64 * 1024;
+
+    // Decodes the next events (and the triggers among them) into the pending buffers.
+    bool fill() {
+        m_events.resize(kChunk);
+        m_triggers.erase(m_triggers.begin(), m_triggers.begin() + static_cast<std::ptrdiff_t>(m_trHead));
+        m_trHead = 0;
+        size_t n = 0;
+        while (n == 0 && !m_cur.atEnd())
+            n = m_cur.next(m_events.data(), kChunk, m_triggers);
+        m_events.resize(n);
+        m_head = 0;
+        if (m_cur.readFailed()) {
+            m_error = "replay of '" + m_path + "' failed: " + m_cur.errorText();
+            return false;
+        }
+        if (n)
+            m_last = std::max(m_last, m_events[n - 1].timestamp);
+        return true;
+    }
+    void rewind() {
+        m_cur.rewind();
+        m_events.clear();
+        m_triggers.clear();
+        m_head = m_trHead = 0;
+        m_pos = m_first;
+    }
+
+    std::shared_ptr<const RawFile> m_file;
+    RawStreamCursor m_cur;
     std::string m_path;
-    uint64_t m_first = 0, m_last = 0, m_pos = 0, m_offset = 0;
+    std::vector<Event2D> m_events; ///< decoded, from m_head on not yet delivered
     std::vector<EventTriggerIn> m_triggers;
-    size_t m_trigIndex = 0;
+    size_t m_head = 0, m_trHead = 0;
+    uint64_t m_first = 0, m_last = 0, m_pos = 0, m_offset = 0;
     std::string m_error;
 };
 
@@ -212,14 +228,10 @@ std::unique_ptr<EventSource> makeStressSource(uint16_t width, uint16_t height, u
 }
 
 std::unique_ptr<EventSource> makeReplaySource(const std::string& path, std::string& error) {
-    DvsFileReader::Options o;
-    o.backgroundIndex = true;
-    auto reader = DvsFileReader::createFileReader(path, o);
-    if (!reader) {
-        error = DvsFileReader::lastCreateError();
+    auto file = RawFile::open(path, error);
+    if (!file)
         return nullptr;
-    }
-    auto src = std::make_unique<ReplaySource>(std::move(reader), path);
+    auto src = std::make_unique<ReplaySource>(std::move(file), path);
     if (!src->init(error))
         return nullptr;
     return src;
