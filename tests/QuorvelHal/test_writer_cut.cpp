@@ -302,13 +302,18 @@ TEST_P(RawIndexSplitTest, TwoHalvesGiveTheIndexOfOneScan) {
         EXPECT_EQ(two.builtInTwoHalves, splitExpected);
         ASSERT_GT(one.entries.size(), 6u);
         ASSERT_EQ(two.entries.size(), one.entries.size());
+        ASSERT_EQ(streamed.size(), one.entries.size());
         for (size_t i = 0; i < one.entries.size(); ++i) {
             SCOPED_TRACE(i);
             EXPECT_EQ(two.entries[i].offset, one.entries[i].offset);
             EXPECT_EQ(two.entries[i].timeUs, one.entries[i].timeUs);
             EXPECT_EQ(two.entries[i].eventsBefore, one.entries[i].eventsBefore);
             EXPECT_TRUE(two.entries[i].state == one.entries[i].state);
+            // What a reader gets while the index grows is the same again.
             EXPECT_EQ(streamed[i].offset, one.entries[i].offset);
+            EXPECT_EQ(streamed[i].timeUs, one.entries[i].timeUs);
+            EXPECT_EQ(streamed[i].eventsBefore, one.entries[i].eventsBefore);
+            EXPECT_TRUE(streamed[i].state == one.entries[i].state);
         }
         EXPECT_EQ(two.triggers, one.triggers);
         const DecodeStats &a = one.totals.stats, &b = two.totals.stats;

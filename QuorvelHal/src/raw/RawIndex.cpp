@@ -224,7 +224,9 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
             spliced = spliceSecondHalf(*this, spec, cur);
             builtInTwoHalves = spliced;
             if (spliced) {
-                batch.insert(batch.end(), spec.entries.begin() + 1, spec.entries.end());
+                // The second half's entries as spliced (clock and counts moved), not as guessed.
+                batch.insert(batch.end(), entries.end() - static_cast<std::ptrdiff_t>(spec.entries.size() - 1),
+                             entries.end());
                 break;
             }
         }
