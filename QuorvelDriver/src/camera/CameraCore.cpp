@@ -11,9 +11,9 @@
 namespace quorvel::detail {
 
 namespace {
-// Fresh batch buffers are tens of megabytes at high rates; faulting them in 4 KiB pages stalls
-// the stream for a noticeable time when a camera starts (enough to overflow a network camera's
-// queue). Huge pages cut the faults by 512.
+// Fresh batch buffers are tens of megabytes at high rates, and the streaming thread pays for
+// their first touch while a camera starts. Where transparent huge pages are allowed on request,
+// that costs about half as much (measured on a virtual machine: 5.8 against 11 us per 4 KiB).
 void adviseHugePages(std::vector<Event2D>& v) {
     constexpr uintptr_t kHuge = 2u << 20;
     const auto begin = (reinterpret_cast<uintptr_t>(v.data()) + kHuge - 1) & ~(kHuge - 1);
