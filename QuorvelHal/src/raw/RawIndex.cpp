@@ -83,7 +83,7 @@ namespace {
 // from the decoder's initial state, which is right again (but for the clock's offset) once the
 // stream has given a time and a row. The first half's scan then checks that at the first entry
 // of this half and takes the rest over.
-struct SpeculativeScan {
+struct GuessedScan {
     std::vector<RawIndexEntry> entries; ///< at from + k * kEntryBytes, k >= 1
     std::vector<EventTriggerIn> triggers;
     DecodeStats atFirstEntry;           ///< counts up to entries[0]
@@ -112,29 +112,29 @@ struct SpeculativeScan {
     }
 };
 
-// True when `spec` is `real` with its clock moved by `delta`: from there on the two scans decode
+// True when `guess` is `real` with its clock moved by `delta`: from there on the two scans decode
 // the same words the same way, times `delta` apart.
-bool sameButForClock(const DecoderState& real, const DecoderState& spec, uint64_t& delta) {
-    delta = real.timeBase - spec.timeBase;
-    DecoderState moved = spec;
+bool sameButForClock(const DecoderState& real, const DecoderState& guess, uint64_t& delta) {
+    delta = real.timeBase - guess.timeBase;
+    DecoderState moved = guess;
     moved.timeBase += delta;
     moved.rawTime += delta;
     moved.floor += delta;
     return moved == real;
 }
 
-bool spliceSecondHalf(RawIndex& index, const SpeculativeScan& spec, RawStreamCursor& cur) {
+bool spliceSecondHalf(RawIndex& index, const GuessedScan& guess, RawStreamCursor& cur) {
     // The scans must agree at the first entry of the second half, and the first half must hold an
     // event (so the first event time is known without the speculative part).
     const DecodeStats& real = cur.decoder().stats();
     uint64_t delta = 0;
-    if (!spec.finished || spec.entries.empty() || spec.entries.front().offset != cur.offset() || real.events == 0 ||
-        !sameButForClock(cur.state(), spec.entries.front().state, delta))
+    if (!guess.finished || guess.entries.empty() || guess.entries.front().offset != cur.offset() || real.events == 0 ||
+        !sameButForClock(cur.state(), guess.entries.front().state, delta))
         return false;
-    const uint64_t eventsShift = real.events - spec.atFirstEntry.events;
-    index.entries.reserve(index.entries.size() + spec.entries.size());
-    for (size_t i = 1; i < spec.entries.size(); ++i) {
-        RawIndexEntry e = spec.entries[i];
+    const uint64_t eventsShift = real.events - guess.atFirstEntry.events;
+    index.entries.reserve(index.entries.size() + guess.entries.size());
+    for (size_t i = 1; i < guess.entries.size(); ++i) {
+        RawIndexEntry e = guess.entries[i];
         e.timeUs += delta;
         e.eventsBefore += eventsShift;
         e.state.timeBase += delta;
@@ -142,19 +142,19 @@ bool spliceSecondHalf(RawIndex& index, const SpeculativeScan& spec, RawStreamCur
         e.state.floor += delta;
         index.entries.push_back(e);
     }
-    for (size_t i = spec.triggersAtFirstEntry; i < spec.triggers.size(); ++i) {
-        EventTriggerIn t = spec.triggers[i];
+    for (size_t i = guess.triggersAtFirstEntry; i < guess.triggers.size(); ++i) {
+        EventTriggerIn t = guess.triggers[i];
         t.timestamp += delta;
         index.triggers.push_back(t);
     }
     DecodeStats rest;
-    rest.events = spec.total.events - spec.atFirstEntry.events;
-    rest.onEvents = spec.total.onEvents - spec.atFirstEntry.onEvents;
-    rest.triggers = spec.total.triggers - spec.atFirstEntry.triggers;
-    rest.invalidEvents = spec.total.invalidEvents - spec.atFirstEntry.invalidEvents;
-    rest.reservedWords = spec.total.reservedWords - spec.atFirstEntry.reservedWords;
-    rest.timeBackwards = spec.total.timeBackwards - spec.atFirstEntry.timeBackwards;
-    rest.lastEventTs = spec.total.lastEventTs + delta;
+    rest.events = guess.total.events - guess.atFirstEntry.events;
+    rest.onEvents = guess.total.onEvents - guess.atFirstEntry.onEvents;
+    rest.triggers = guess.total.triggers - guess.atFirstEntry.triggers;
+    rest.invalidEvents = guess.total.invalidEvents - guess.atFirstEntry.invalidEvents;
+    rest.reservedWords = guess.total.reservedWords - guess.atFirstEntry.reservedWords;
+    rest.timeBackwards = guess.total.timeBackwards - guess.atFirstEntry.timeBackwards;
+    rest.lastEventTs = guess.total.lastEventTs + delta;
     index.totals.stats = real;
     index.totals.stats.add(rest);
     return true;
@@ -187,12 +187,12 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
                        (enc == RawEncoding::Evt3 || enc == RawEncoding::Evt2 || enc == RawEncoding::Evt21) &&
                        std::thread::hardware_concurrency() >= 2;
     const uint64_t half = split ? begin + (bytes / 2) / kEntryBytes * kEntryBytes : end;
-    SpeculativeScan spec;
-    std::atomic<bool> stopSpec{false};
-    std::atomic<uint64_t> specDone{0};
+    GuessedScan guess;
+    std::atomic<bool> stopGuess{false};
+    std::atomic<uint64_t> guessDone{0};
     std::thread helper;
     if (split)
-        helper = std::thread([&] { spec.run(file, half, end, cancel, stopSpec, specDone); });
+        helper = std::thread([&] { guess.run(file, half, end, cancel, stopGuess, guessDone); });
     struct Joiner {
         std::thread& t;
         std::atomic<bool>& stop;
@@ -201,7 +201,7 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
             if (t.joinable())
                 t.join();
         }
-    } joiner{helper, stopSpec};
+    } joiner{helper, stopGuess};
 
     std::vector<RawIndexEntry> batch;
     batch.reserve(256);
@@ -221,11 +221,11 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
             break;
         if (helper.joinable() && cur.offset() == half + kEntryBytes) {
             helper.join();
-            spliced = spliceSecondHalf(*this, spec, cur);
+            spliced = spliceSecondHalf(*this, guess, cur);
             builtInTwoHalves = spliced;
             if (spliced) {
                 // The second half's entries as spliced (clock and counts moved), not as guessed.
-                batch.insert(batch.end(), entries.end() - static_cast<std::ptrdiff_t>(spec.entries.size() - 1),
+                batch.insert(batch.end(), entries.end() - static_cast<std::ptrdiff_t>(guess.entries.size() - 1),
                              entries.end());
                 break;
             }
@@ -239,7 +239,7 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
             break;
         }
         if (batch.size() >= 256)
-            publish(cur.offset() - begin + specDone.load(std::memory_order_relaxed));
+            publish(cur.offset() - begin + guessDone.load(std::memory_order_relaxed));
     }
     if (!spliced)
         totals.stats = cur.decoder().stats();
