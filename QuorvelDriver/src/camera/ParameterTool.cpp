@@ -179,12 +179,7 @@ bool ParameterTool::checkOne(const ParamDef& def, const ParamValue& v, std::stri
     }
 }
 
-bool ParameterTool::validate(const ValueMap& changes, std::string& error) const {
-    ValueMap proposed;
-    {
-        std::lock_guard lock(m_mutex);
-        proposed = m_values;
-    }
+bool ParameterTool::merge(ValueMap& proposed, const ValueMap& changes, std::string& error) const {
     for (const auto& [name, v] : changes) {
         const ParamDef* d = find(name);
         if (!d) {
@@ -198,20 +193,19 @@ bool ParameterTool::validate(const ValueMap& changes, std::string& error) const 
     return !m_validator || m_validator(proposed, error);
 }
 
+bool ParameterTool::validate(const ValueMap& changes, std::string& error) const {
+    ValueMap proposed;
+    {
+        std::lock_guard lock(m_mutex);
+        proposed = m_values;
+    }
+    return merge(proposed, changes, error);
+}
+
 bool ParameterTool::apply(const ValueMap& changes, std::string& error) {
     std::lock_guard lock(m_mutex);
     ValueMap proposed = m_values;
-    for (const auto& [name, v] : changes) {
-        const ParamDef* d = find(name);
-        if (!d) {
-            error = std::string(toolDisplayName(m_type)) + " has no parameter '" + name + "'";
-            return false;
-        }
-        if (!checkOne(*d, v, error))
-            return false;
-        proposed[name] = v;
-    }
-    if (m_validator && !m_validator(proposed, error))
+    if (!merge(proposed, changes, error))
         return false;
     if (proposed != m_values) {
         m_values = std::move(proposed);

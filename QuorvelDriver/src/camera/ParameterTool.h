@@ -97,6 +97,8 @@ private:
     bool setValue(const std::string& name, const ParamValue& value);
     const ParamDef* find(const std::string& name) const;
     bool checkOne(const ParamDef& def, const ParamValue& v, std::string& error) const;
+    /// Puts `changes` over `proposed` after checking each, then the whole-tool check.
+    bool merge(ValueMap& proposed, const ValueMap& changes, std::string& error) const;
 
     ToolType m_type;
     std::string m_description;
