@@ -115,10 +115,10 @@ private:
 class ReplaySource final : public EventSource {
 public:
     ReplaySource(std::shared_ptr<const RawFile> file, std::string path)
-        : m_file(std::move(file)), m_cur(m_file, 1u << 20), m_path(std::move(path)) {}
+        : m_file(std::move(file)), m_cur(m_file, 1u << 20), m_path(std::move(path)), m_events(kChunk) {}
 
     bool init(std::string& error) {
-        if (!fill() || m_head == m_events.size()) {
+        if (!fill() || m_head == m_count) {
             error = m_cur.readFailed() ? m_error : "'" + m_path + "' holds no events";
             return false;
         }
@@ -142,21 +142,21 @@ public:
                 tr.push_back(t);
             }
             size_t stop = m_head;
-            while (stop < m_events.size() && m_events[stop].timestamp < end)
+            while (stop < m_count && m_events[stop].timestamp < end)
                 ++stop;
-            ev.reserve(ev.size() + (stop - m_head));
-            for (; m_head < stop; ++m_head) {
-                Event2D e = m_events[m_head];
-                e.timestamp += m_offset;
-                ev.push_back(e);
-            }
-            if (m_head < m_events.size() || m_cur.atEnd())
+            const size_t at = ev.size();
+            ev.insert(ev.end(), m_events.begin() + static_cast<std::ptrdiff_t>(m_head),
+                      m_events.begin() + static_cast<std::ptrdiff_t>(stop));
+            for (size_t i = at; i < ev.size(); ++i)
+                ev[i].timestamp += m_offset;
+            m_head = stop;
+            if (m_head < m_count || m_cur.atEnd())
                 break;
             if (!fill())
                 return false;
         }
         m_pos = end;
-        if (m_cur.atEnd() && m_head == m_events.size() && m_trHead == m_triggers.size() && m_pos > m_last) {
+        if (m_cur.atEnd() && m_head == m_count && m_trHead == m_triggers.size() && m_pos > m_last) {
             // Loop: the recording starts again, with times continuing after a 1 ms gap so that the
             // stream stays non-decreasing like a live sensor's.
             m_offset += m_last + 1000 - m_first;
@@ -170,15 +170,15 @@ public:
 private:
     static constexpr size_t kChunk = 64 * 1024;
 
-    // Decodes the next events (and the triggers among them) into the pending buffers.
+    // Decodes the next events (and the triggers among them) into the pending buffers, which keep
+    // their size: m_count of m_events hold events.
     bool fill() {
-        m_events.resize(kChunk);
         m_triggers.erase(m_triggers.begin(), m_triggers.begin() + static_cast<std::ptrdiff_t>(m_trHead));
         m_trHead = 0;
         size_t n = 0;
         while (n == 0 && !m_cur.atEnd())
             n = m_cur.next(m_events.data(), kChunk, m_triggers);
-        m_events.resize(n);
+        m_count = n;
         m_head = 0;
         if (m_cur.readFailed()) {
             m_error = "replay of '" + m_path + "' failed: " + m_cur.errorText();
@@ -190,18 +190,17 @@ private:
     }
     void rewind() {
         m_cur.rewind();
-        m_events.clear();
         m_triggers.clear();
-        m_head = m_trHead = 0;
+        m_head = m_trHead = m_count = 0;
         m_pos = m_first;
     }
 
     std::shared_ptr<const RawFile> m_file;
     RawStreamCursor m_cur;
     std::string m_path;
-    std::vector<Event2D> m_events; ///< decoded, from m_head on not yet delivered
+    std::vector<Event2D> m_events; ///< decoded; [m_head, m_count) not yet delivered
     std::vector<EventTriggerIn> m_triggers;
-    size_t m_head = 0, m_trHead = 0;
+    size_t m_head = 0, m_trHead = 0, m_count = 0;
     uint64_t m_first = 0, m_last = 0, m_pos = 0, m_offset = 0;
     std::string m_error;
 };
