@@ -94,7 +94,7 @@ int updateJsonValue(const QString& filePath, const QString& section, const QStri
     if (!root.contains(section)) {
         qDebug() << "根字段不存在，将自动创建:" << section;
     } else if (!root.value(section).isObject()) {
-        qDebug() << ("字段 '" + section + "' 不是一个 JSON 对象，无法写入子键");
+        qDebug().noquote() << ("字段 '" + section + "' 不是一个 JSON 对象，无法写入子键");
         return 0;
     } else {
         sectionObject = root.value(section).toObject();
@@ -104,8 +104,10 @@ int updateJsonValue(const QString& filePath, const QString& section, const QStri
     doc.setObject(root);
 
     // Written through a temporary file renamed over the original, so a full disk or a crash
-    // mid-write never leaves a truncated camera configuration behind.
+    // mid-write never leaves a truncated camera configuration behind; in a folder that refuses
+    // new files the file itself is rewritten.
     QSaveFile out(filePath);
+    out.setDirectWriteFallback(true);
     if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         qDebug() << "无法打开 JSON 文件进行写入:" << filePath;
         return 0;

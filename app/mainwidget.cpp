@@ -55,7 +55,7 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
     m_textOpenRecording = tr("Open Recording");
     m_textQuit = tr("Quit");
     m_textAbout = tr("About us");
-    m_textLanguage = QStringLiteral("EN/中文");
+    m_textLanguage = tr("EN/中文");
     m_textGeneralSetting = tr("General Setting");
     m_textSaveAs = tr("Save as...");
     m_textCutRecording = tr("Cut Recording");
@@ -263,16 +263,12 @@ void MainWidget::buildSidePanels() {
 }
 
 void MainWidget::setPlayBarToolTips() {
-    // Each tip names its keyboard shortcut after the text.
-    const auto tip = [](const QString& text, const char* key) {
-        return QStringLiteral("%1 (%2)").arg(text, QKeySequence(QLatin1String(key)).toString(QKeySequence::NativeText));
-    };
-    ui.pb_play->setToolTip(tip(tr("Play/Stop"), "Space"));
+    ui.pb_play->setToolTip(tr("Play/Stop"));
     ui.pb_record->setToolTip(tr("Start/Stop recording"));
-    ui.pb_prv->setToolTip(tip(tr("Previous frame"), "Left"));
-    ui.pb_next->setToolTip(tip(tr("Next frame"), "Right"));
-    ui.pb_stop->setToolTip(tip(tr("Reset the playback progress to the beginning"), "Home"));
-    ui.pb_loop->setToolTip(tip(tr("Select to automatically replay at the end of the playback"), "L"));
+    ui.pb_prv->setToolTip(tr("Previous frame"));
+    ui.pb_next->setToolTip(tr("Next frame"));
+    ui.pb_stop->setToolTip(tr("Reset the playback progress to the beginning"));
+    ui.pb_loop->setToolTip(tr("Select to automatically replay at the end of the playback"));
     ui.pb_viewer_setting->setToolTip(tr("Toggle Start/End Point"));
 }
 
@@ -582,7 +578,6 @@ void MainWidget::slotSaveAs() {
     QvExportVideoUI dialog(this);
     if (!prepareRangeDialog(dialog, m_settings->videoSavePath, QStringLiteral(".mp4")))
         return;
-    qDebug() << "sss";
     const QString dir = QFileInfo(dialog.getOutputPath()).absolutePath();
     emit signalExportVideo(dialog.getOutputPath(), dir, dialog.getStartTime(), dialog.getEndTime());
 }

@@ -66,8 +66,12 @@ void MainWidgetForm::setupUi(QWidget* mainWidget) {
     mainWidget->setObjectName(QStringLiteral("MainWidget"));
     mainWidget->resize(1440, 900);
     mainWidget->setMinimumSize(960, 600);
+    // The window itself is see-through so that the title bar's rounded top corners show; the
+    // body and the status line paint the white under everything else.
+    mainWidget->setAttribute(Qt::WA_TranslucentBackground, true);
     mainWidget->setStyleSheet(QStringLiteral(
-        "QWidget#MainWidget{background:#FFFFFF;}"
+        "QWidget#MainWidget{background:transparent;}"
+        "QWidget#widget_body,QWidget#widget_status_bar{background:#FFFFFF;}"
         "QWidget{font:16px \"Noto Sans SC Medium\";}"
         "QMenu{background:#FFFFFF;border:1px solid #D7E7EE;border-radius:6px;padding:6px 0;}"
         "QMenu::item{padding:7px 28px 7px 18px;color:#555555;font:14px \"Noto Sans SC Medium\";}"
@@ -130,6 +134,8 @@ void MainWidgetForm::setupUi(QWidget* mainWidget) {
 
     // ---- centre: image and play bar on the left, side bar on the right ----
     auto* body = new QWidget(mainWidget);
+    body->setObjectName(QStringLiteral("widget_body"));
+    body->setAttribute(Qt::WA_StyledBackground, true);
     auto* bodyLayout = new QHBoxLayout(body);
     bodyLayout->setContentsMargins(10, 10, 10, 6);
     bodyLayout->setSpacing(10);
@@ -276,6 +282,7 @@ void MainWidgetForm::setupUi(QWidget* mainWidget) {
     // ---- status line ----
     widget_status_bar = new QWidget(mainWidget);
     widget_status_bar->setObjectName(QStringLiteral("widget_status_bar"));
+    widget_status_bar->setAttribute(Qt::WA_StyledBackground, true);
     widget_status_bar->setFixedHeight(30);
     auto* status = new QHBoxLayout(widget_status_bar);
     status->setContentsMargins(16, 0, 16, 4);

@@ -24,7 +24,7 @@ InitDialog::InitDialog(QWidget* parent) : QDialog(parent) {
 
     // A precise timer: a coarse one may fire up to 5 % early, and the splash promises two seconds.
     QTimer::singleShot(kShowMs, Qt::PreciseTimer, this, &QDialog::close);
-    qDebug() << "QuorvelView Version: " << kAppVersion;
+    qDebug().noquote().nospace() << "QuorvelView Version: " << kAppVersion;
     lb_version->setText(QStringLiteral("Version: ") + QLatin1String(kAppVersion));
 }
 

@@ -4,8 +4,10 @@
 #include <QAbstractSlider>
 #include <QAbstractSpinBox>
 #include <QComboBox>
+#include <QGuiApplication>
 #include <QLineEdit>
 #include <QMouseEvent>
+#include <QStyleHints>
 #include <QWidget>
 #include <QWindow>
 
@@ -126,9 +128,9 @@ bool FramelessHelper::handlePress(QMouseEvent* e) {
         m_drag = Drag::Resize;
         m_dragEdges = edges;
     } else if (isDragArea(pos)) {
-        if (m_handle->startSystemMove())
-            return true;
-        m_drag = Drag::Move;
+        // The move starts once the mouse has travelled the drag distance: handing the pointer to
+        // the window manager on the press itself would swallow the second click of a double-click.
+        m_drag = Drag::PendingMove;
     } else {
         return false;
     }
@@ -144,6 +146,19 @@ bool FramelessHelper::handleMove(QMouseEvent* e) {
         return false;
     }
     const QPoint delta = e->globalPosition().toPoint() - m_pressGlobal;
+    if (m_drag == Drag::PendingMove) {
+        if (!(e->buttons() & Qt::LeftButton)) {
+            m_drag = Drag::None;
+            return false;
+        }
+        if (delta.manhattanLength() < QGuiApplication::styleHints()->startDragDistance())
+            return true;
+        if (m_handle->startSystemMove()) {
+            m_drag = Drag::None;
+            return true;
+        }
+        m_drag = Drag::Move;
+    }
     if (m_drag == Drag::Move) {
         if (m_window->isMaximized()) {
             // Dragging a maximised window restores it under the cursor, as native frames do.

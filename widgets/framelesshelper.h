@@ -69,7 +69,7 @@ private:
     QSet<QWidget*> m_hitTestVisible;
     int m_border = 6;
 
-    enum class Drag { None, Move, Resize };
+    enum class Drag { None, PendingMove, Move, Resize };
     Drag m_drag = Drag::None;
     Qt::Edges m_dragEdges;
     QPoint m_pressGlobal;

@@ -252,6 +252,10 @@
         <source>Writing...</source>
         <translation>Writing...</translation>
     </message>
+    <message>
+        <source>EN/中文</source>
+        <translation>EN/中文</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>

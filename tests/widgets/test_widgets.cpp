@@ -133,6 +133,10 @@ private slots:
         const QPoint start = f.window.pos();
         f.drag(f.caption->mapTo(&f.window, QPoint(5, 5)), QPoint(40, 25));
         QCOMPARE(f.window.pos(), start + QPoint(40, 25));
+        // A click that wobbles less than the drag distance is a click (the first half of a
+        // double-click), not a move.
+        f.drag(f.caption->mapTo(&f.window, QPoint(5, 5)), QPoint(2, 1));
+        QCOMPARE(f.window.pos(), start + QPoint(40, 25));
 
         int clicks = 0;
         QObject::connect(f.button, &QPushButton::clicked, [&] { ++clicks; });
