@@ -160,31 +160,28 @@ void SimulatedSensor::prepareKnots(double t0Us, uint32_t len) {
     }
     m_flickMin = *std::min_element(m_flick, m_flick + m_knots + 1);
     m_flickMax = *std::max_element(m_flick, m_flick + m_knots + 1);
+    // Per column and per row: the range its profile covers over the slice's knots, and whether it
+    // changes within the slice at all (the changing ones are swept whole).
+    const auto bounds = [this](const std::vector<float>& knots, int n, std::vector<float>& lo,
+                               std::vector<float>& hi, std::vector<uint8_t>& active) {
+        for (int i = 0; i < n; ++i) {
+            float a = knots[i], b = knots[i];
+            for (int k = 1; k <= m_knots; ++k) {
+                const float v = knots[static_cast<size_t>(k) * n + i];
+                a = std::min(a, v);
+                b = std::max(b, v);
+            }
+            lo[i] = a;
+            hi[i] = b;
+            active[i] = a != b;
+        }
+    };
+    bounds(m_col, m_w, m_colMin, m_colMax, m_colActive);
+    bounds(m_row, m_h, m_rowMin, m_rowMax, m_rowActive);
     m_activeCols.clear();
-    for (int x = 0; x < m_w; ++x) {
-        float lo = m_col[x], hi = m_col[x];
-        for (int k = 1; k <= m_knots; ++k) {
-            const float v = m_col[static_cast<size_t>(k) * m_w + x];
-            lo = std::min(lo, v);
-            hi = std::max(hi, v);
-        }
-        m_colMin[x] = lo;
-        m_colMax[x] = hi;
-        m_colActive[x] = lo != hi;
-        if (lo != hi)
+    for (int x = 0; x < m_w; ++x)
+        if (m_colActive[x])
             m_activeCols.push_back(x);
-    }
-    for (int y = 0; y < m_h; ++y) {
-        float lo = m_row[y], hi = m_row[y];
-        for (int k = 1; k <= m_knots; ++k) {
-            const float v = m_row[static_cast<size_t>(k) * m_h + y];
-            lo = std::min(lo, v);
-            hi = std::max(hi, v);
-        }
-        m_rowMin[y] = lo;
-        m_rowMax[y] = hi;
-        m_rowActive[y] = lo != hi;
-    }
 }
 
 inline bool SimulatedSensor::inFlicker(int x, int y) const {
