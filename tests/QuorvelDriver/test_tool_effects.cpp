@@ -56,14 +56,6 @@ size_t onCount(const Run& r) {
 
 } // namespace
 
-TEST(ToolEffects, SameSettingsGiveTheSameStream) {
-    const auto a = stream("default", [](DvsCamera&) {});
-    const auto b = stream("default", [](DvsCamera&) {});
-    ASSERT_GT(a.events.size(), 500000u);
-    EXPECT_EQ(a.events, b.events);
-    EXPECT_TRUE(a.triggers.empty()); // both trigger channels start disabled
-}
-
 TEST(ToolEffects, BiasesChangeTheEventCounts) {
     const auto base = stream("bars", [](DvsCamera&) {});
     const auto highOn = stream("bars", [](DvsCamera& c) { ASSERT_TRUE(c.getTool(TOOL_BIASES)->setIntParam("bias_diff_on", 80)); });
