@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 
 using namespace quorvel;
 using namespace quorvel::detail;
