@@ -5,10 +5,9 @@
 #include "camera/CameraCore.h"
 #include "quorvel/DvsCameraManager.h"
 #include "quorvel/VirtualCameras.h"
-#include "quorvel/raw/RawFileWriter.h"
 #include "sim/SimulatedSensor.h"
 
-#include "SyntheticStream.h"
+#include "RawRecording.h"
 
 #include <gtest/gtest.h>
 
@@ -74,14 +73,7 @@ std::vector<Event2D> writeSimRecording(const std::string& path, uint32_t us,
     s.triggers(0, us, tr);
     if (triggers)
         *triggers = tr;
-    RawFileWriter w;
-    RawFileWriter::Options o;
-    o.width = 640;
-    o.height = 480;
-    o.serial = "SIMREC";
-    EXPECT_TRUE(w.open(path, o));
-    EXPECT_TRUE(w.write(ev, tr));
-    EXPECT_TRUE(w.close());
+    test::writeRaw(path, 640, 480, ev, tr, "SIMREC");
     return ev;
 }
 
