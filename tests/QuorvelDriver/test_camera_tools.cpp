@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 
 using namespace quorvel;
 using namespace quorvel::detail;
@@ -225,18 +224,16 @@ TEST_F(ConfigFiles, BadFilesAreRefusedWithAReasonAndChangeNothing) {
 }
 
 TEST_F(ConfigFiles, FactoryFilesLoadIntoTheirCameras) {
-    const std::string root = QV_SOURCE_DIR "/resources/config/";
     auto dvs = openSim();
-    ASSERT_TRUE(dvs->loadCameraConfigParams(root + "dvs_default_config.json")) << dvs->lastError();
-    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
     DvsCameraManager m;
     auto fusion = m.openFusionCamera("QVSIM-FUS-0001");
-    ASSERT_TRUE(fusion);
-    ASSERT_TRUE(fusion->loadCameraConfigParams(root + "fusion_cmaera_default_config.json")) << fusion->lastError();
-    // The factory files hold every parameter the cameras publish, with their defaults.
-    for (auto* cam : {static_cast<DvsCamera*>(dvs.get()), static_cast<DvsCamera*>(fusion.get())}) {
-        const std::string path =
-            root + (cam == dvs.get() ? "dvs_default_config.json" : "fusion_cmaera_default_config.json");
+    ASSERT_TRUE(dvs && fusion);
+    const std::string root = QV_SOURCE_DIR "/resources/config/";
+    const std::pair<DvsCamera*, std::string> files[] = {{dvs.get(), root + "dvs_default_config.json"},
+                                                        {fusion.get(), root + "fusion_cmaera_default_config.json"}};
+    for (const auto& [cam, path] : files) {
+        ASSERT_TRUE(cam->loadCameraConfigParams(path)) << cam->lastError();
+        // The factory files hold every parameter the cameras publish.
         Json doc;
         ASSERT_TRUE(readJsonFile(path, doc));
         for (const auto& ti : cam->getAllToolsInfo()) {

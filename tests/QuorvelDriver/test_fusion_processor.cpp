@@ -15,10 +15,11 @@ struct Delivery {
     std::vector<Event2D> events;
 };
 
-// Records every delivery.
+// A processor whose every delivery is recorded.
 struct Sink {
+    DvsApsFusionProccessor p;
     std::vector<Delivery> got;
-    void attach(DvsApsFusionProccessor& p) {
+    explicit Sink(const DvsApsFusionProccessor::Options& o = {}) : p(o) {
         p.addFusionDataCallback([this](ApsFrame& f, Event2D* b, Event2D* e) {
             got.push_back({f.getTimestamp(), f.getSequence(), std::vector<Event2D>(b, e)});
         });
@@ -54,9 +55,8 @@ void expectWindow(const Delivery& d, uint64_t from, uint64_t to) {
 } // namespace
 
 TEST(FusionProcessor, EachFrameGetsTheEventsUntilTheNextFrame) {
-    DvsApsFusionProccessor p;
     Sink sink;
-    sink.attach(p);
+    DvsApsFusionProccessor& p = sink.p;
     // Frames at irregular times; events every 100 us in batches of 37 that straddle the frame
     // times; frames added after the events of their time, like a camera with readout latency.
     const std::vector<uint64_t> frames = {1'000, 34'300, 67'700, 101'000};
@@ -88,9 +88,8 @@ TEST(FusionProcessor, EachFrameGetsTheEventsUntilTheNextFrame) {
 }
 
 TEST(FusionProcessor, WaitsForTheNextFrameAndForTheEventsUpToIt) {
-    DvsApsFusionProccessor p;
     Sink sink;
-    sink.attach(p);
+    DvsApsFusionProccessor& p = sink.p;
     p.addApsData(frameAt(10'000));
     feed(p, eventsEvery(10'000, 40'000, 100), 50);
     EXPECT_EQ(p.fusionData(), 0u); // no next frame yet
@@ -111,9 +110,8 @@ TEST(FusionProcessor, WaitsForTheNextFrameAndForTheEventsUpToIt) {
 }
 
 TEST(FusionProcessor, LateAndOutOfOrderFramesAndLateEvents) {
-    DvsApsFusionProccessor p;
     Sink sink;
-    sink.attach(p);
+    DvsApsFusionProccessor& p = sink.p;
     p.addApsData(frameAt(0, 0));
     p.addApsData(frameAt(66'000, 2));
     p.addApsData(frameAt(33'000, 1)); // out of order but before its window: put in place
@@ -145,9 +143,8 @@ TEST(FusionProcessor, MissingFramesAreCappedAndStalledEventsForceDelivery) {
     DvsApsFusionProccessor::Options o;
     o.maxFrameSpanUs = 50'000;
     o.maxPendingFrames = 3;
-    DvsApsFusionProccessor p(o);
-    Sink sink;
-    sink.attach(p);
+    Sink sink(o);
+    DvsApsFusionProccessor& p = sink.p;
     // Frames at 0 and 200000 (the ones between were lost): the first frame keeps 50 ms only.
     p.addApsData(frameAt(0));
     p.addApsData(frameAt(200'000));
@@ -173,9 +170,8 @@ TEST(FusionProcessor, MissingFramesAreCappedAndStalledEventsForceDelivery) {
 }
 
 TEST(FusionProcessor, SyncSignalsGiveFramesTheirDvsTime) {
-    DvsApsFusionProccessor p;
     Sink sink;
-    sink.attach(p);
+    DvsApsFusionProccessor& p = sink.p;
     // Exposure edges at exact times; frame timestamps off by a few milliseconds of jitter.
     p.addSyncSignal(EventTriggerIn(0, 1, 10'000));
     p.addSyncSignal(EventTriggerIn(0, 0, 12'000)); // falling edge: not a frame start
@@ -198,9 +194,8 @@ TEST(FusionProcessor, SyncSignalsGiveFramesTheirDvsTime) {
 TEST(FusionProcessor, BuffersStayBoundedAndClearStartsOver) {
     DvsApsFusionProccessor::Options o;
     o.maxBufferedEvents = 1000;
-    DvsApsFusionProccessor p(o);
-    Sink sink;
-    sink.attach(p);
+    Sink sink(o);
+    DvsApsFusionProccessor& p = sink.p;
     p.addApsData(frameAt(0));
     feed(p, eventsEvery(0, 150'000, 100), 100); // 1500 events for one open frame
     EXPECT_LE(p.bufferedEvents(), 1000u);

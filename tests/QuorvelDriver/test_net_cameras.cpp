@@ -21,7 +21,6 @@
 #include <cstring>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <string>
@@ -107,6 +106,15 @@ const CameraDescription* bySerial(const std::vector<CameraDescription>& list, co
     return nullptr;
 }
 
+/// Points the manager at the daemon, waits for it to announce `serial`, and opens that camera.
+std::shared_ptr<DvsCamera> discoverAndOpen(DvsCameraManager& m, const Daemon& d, const std::string& serial) {
+    setTargets(d.target());
+    EXPECT_EQ(waitFor(m, {serial}).size(), 1u);
+    auto cam = m.openCamera(serial);
+    EXPECT_TRUE(cam) << DvsCameraManager::lastError();
+    return cam;
+}
+
 template <typename F>
 bool eventually(F&& f, std::chrono::milliseconds limit) {
     for (const auto deadline = Clock::now() + limit; Clock::now() < deadline; std::this_thread::sleep_for(10ms))
@@ -115,15 +123,32 @@ bool eventually(F&& f, std::chrono::milliseconds limit) {
     return f();
 }
 
-/// A raw control connection, for what the manager never does on purpose (a second controller).
-Json rawRequest(const std::string& ip, uint16_t port, const Json& msg) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+/// Every statistics report of a camera, kept for the test thread.
+struct StatsLog {
+    std::mutex mu;
+    std::vector<QvStatisticInfo> all;
+    explicit StatsLog(DvsCamera& cam) {
+        cam.setStatisticInfoCallback([this](QvStatisticInfo s) {
+            std::lock_guard l(mu);
+            all.push_back(s);
+        });
+    }
+};
+
+sockaddr_in loopback(const std::string& ip, uint16_t port) {
     sockaddr_in a{};
     a.sin_family = AF_INET;
     a.sin_port = htons(port);
     a.sin_addr.s_addr = htonl(*parseIPv4(ip));
+    return a;
+}
+
+/// A raw control connection, for what the manager never does on purpose (a second controller).
+Json rawRequest(const std::string& ip, uint16_t port, const Json& msg) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    const sockaddr_in a = loopback(ip, port);
     Json reply;
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0) {
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&a), sizeof a) == 0) {
         const auto bytes = net::encodeControl(msg);
         ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         net::ControlReader reader;
@@ -187,11 +212,9 @@ TEST(NetCameras, SeveralDaemonsAreDiscoveredWithTheirIdentitiesAndAddresses) {
 
 TEST(NetCameras, OpenStreamChangeParametersAndRefuseASecondController) {
     Daemon d("127.0.0.35", 47135, {"--serial", "NET-S1", "--scene", "busy"});
-    setTargets(d.target());
     DvsCameraManager m;
-    ASSERT_EQ(waitFor(m, {"NET-S1"}).size(), 1u);
-    auto cam = m.openCamera("NET-S1");
-    ASSERT_TRUE(cam) << DvsCameraManager::lastError();
+    auto cam = discoverAndOpen(m, d, "NET-S1");
+    ASSERT_TRUE(cam);
     EXPECT_EQ(cam->getDescription().interfaceType, CAMERA_INTERFACE_ETHERNET);
     EXPECT_EQ(cam->getWidth(), 640);
     EXPECT_EQ(m.openCamera("NET-S1")->core(), cam->core()); // opening again gives the same camera
@@ -210,16 +233,9 @@ TEST(NetCameras, OpenStreamChangeParametersAndRefuseASecondController) {
     ASSERT_FALSE(params.empty());
     auto roi = cam->getTool(TOOL_ROI);
     ASSERT_TRUE(roi);
-    std::map<std::string, BasicParameterInfo> roiParams;
-    roi->getAllParamsInfo(roiParams);
 
     std::atomic<uint64_t> seen{0};
-    std::mutex statMutex;
-    std::vector<QvStatisticInfo> stats;
-    cam->setStatisticInfoCallback([&](QvStatisticInfo s) {
-        std::lock_guard l(statMutex);
-        stats.push_back(s);
-    });
+    StatsLog stats(*cam);
     const int cb = cam->addEventsCallback([&](const Event2D* b, const Event2D* e) {
         for (const Event2D* p = b; p != e; ++p)
             ASSERT_TRUE(p->x < 640 && p->y < 480);
@@ -231,14 +247,15 @@ TEST(NetCameras, OpenStreamChangeParametersAndRefuseASecondController) {
     ASSERT_TRUE(eventually([&] { return cam->getEvents(pulled) && !pulled.empty(); }, 3s));
     for (size_t i = 1; i < pulled.size(); ++i)
         ASSERT_LE(pulled[i - 1].timestamp, pulled[i].timestamp);
-    ASSERT_TRUE(eventually([&] { std::lock_guard l(statMutex); return !stats.empty(); }, 3s));
+    ASSERT_TRUE(eventually([&] { std::lock_guard l(stats.mu); return !stats.all.empty(); }, 3s));
     {
-        std::lock_guard l(statMutex);
-        EXPECT_GT(stats.back().eventRate, 0u);
-        EXPECT_GT(stats.back().bandwidth, 0u);
+        std::lock_guard l(stats.mu);
+        const QvStatisticInfo& last = stats.all.back();
+        EXPECT_GT(last.eventRate, 0u);
+        EXPECT_GT(last.bandwidth, 0u);
         // Bandwidth is what the EVT 3.0 stream really took: a few bytes per event at most.
-        EXPECT_LT(stats.back().bandwidth, stats.back().eventRate * 6 + 65536);
-        EXPECT_EQ(stats.back().lostPackets, 0u);
+        EXPECT_LT(last.bandwidth, last.eventRate * 6 + 65536);
+        EXPECT_EQ(last.lostPackets, 0u);
     }
 
     // A region of interest set over the network limits what arrives.
@@ -247,7 +264,6 @@ TEST(NetCameras, OpenStreamChangeParametersAndRefuseASecondController) {
         std::ofstream f(path);
         f << R"({"ROI": {"enable": true, "x": 10, "y": 20, "width": 300, "height": 200}})";
     }
-    ASSERT_TRUE(roiParams.count("enable") && roiParams.count("x") && roiParams.count("width"));
     {
         ASSERT_TRUE(cam->loadCameraConfigParams(path)) << cam->lastError();
         bool enabled = false;
@@ -357,17 +373,10 @@ TEST(NetCameras, ForceIpMovesTheCameraToTheNewAddressOnly) {
 TEST(NetCameras, LossIsCountedAndADeadOrSilentDaemonDisconnectsWithinASecond) {
     // A fast stream into a small daemon queue: stalling the reader makes the daemon drop packets.
     Daemon d("127.0.0.45", 47145, {"--serial", "NET-K1", "--stress", "10000000", "--queue-mb", "1"});
-    setTargets(d.target());
     DvsCameraManager m;
-    ASSERT_EQ(waitFor(m, {"NET-K1"}).size(), 1u);
-    auto cam = m.openCamera("NET-K1");
-    ASSERT_TRUE(cam) << DvsCameraManager::lastError();
-    std::mutex statMutex;
-    std::vector<QvStatisticInfo> stats;
-    cam->setStatisticInfoCallback([&](QvStatisticInfo s) {
-        std::lock_guard l(statMutex);
-        stats.push_back(s);
-    });
+    auto cam = discoverAndOpen(m, d, "NET-K1");
+    ASSERT_TRUE(cam);
+    StatsLog stats(*cam);
     std::atomic<int> batches{0};
     std::atomic<bool> stall{false};
     cam->addEventsCallback([&](const Event2D*, const Event2D*) {
@@ -383,7 +392,7 @@ TEST(NetCameras, LossIsCountedAndADeadOrSilentDaemonDisconnectsWithinASecond) {
     ASSERT_TRUE(eventually([&] { return cam->lostPackets() > before; }, 8s)) << "no loss after stalling the reader";
     EXPECT_GT(cam->lostEvents(), 0u);
     EXPECT_TRUE(cam->isConnected());
-    ASSERT_TRUE(eventually([&] { std::lock_guard l(statMutex); return !stats.empty() && stats.back().lostPackets > 0; }, 3s));
+    ASSERT_TRUE(eventually([&] { std::lock_guard l(stats.mu); return !stats.all.empty() && stats.all.back().lostPackets > 0; }, 3s));
 
     // A daemon that stops answering (link broken, no FIN) is noticed within a second.
     ::kill(d.pid(), SIGSTOP);
@@ -393,18 +402,16 @@ TEST(NetCameras, LossIsCountedAndADeadOrSilentDaemonDisconnectsWithinASecond) {
     d.kill(SIGKILL);
     // The last statistics report after the link went carries the loss.
     ASSERT_TRUE(eventually([&] { return !cam->isStreaming(); }, 2s));
-    std::lock_guard l(statMutex);
-    EXPECT_GT(stats.back().lostPackets, 0u);
-    EXPECT_EQ(stats.back().lostPackets, cam->lostPackets());
+    std::lock_guard l(stats.mu);
+    EXPECT_GT(stats.all.back().lostPackets, 0u);
+    EXPECT_EQ(stats.all.back().lostPackets, cam->lostPackets());
     EXPECT_NE(cam->start(), 0);
 }
 
 TEST(NetCameras, KilledDaemonMidStreamDisconnectsWithinASecond) {
     Daemon d("127.0.0.46", 47146, {"--serial", "NET-K2", "--stress", "5000000"});
-    setTargets(d.target());
     DvsCameraManager m;
-    ASSERT_EQ(waitFor(m, {"NET-K2"}).size(), 1u);
-    auto cam = m.openCamera("NET-K2");
+    auto cam = discoverAndOpen(m, d, "NET-K2");
     ASSERT_TRUE(cam);
     std::atomic<uint64_t> seen{0};
     cam->addEventsCallback([&](const Event2D* b, const Event2D* e) { seen += static_cast<uint64_t>(e - b); });
@@ -426,16 +433,13 @@ namespace {
 class HostileCamera {
 public:
     explicit HostileCamera(std::vector<uint8_t> openReply) : m_reply(std::move(openReply)) {
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_port = htons(47150);
-        a.sin_addr.s_addr = htonl(*parseIPv4("127.0.0.50"));
+        const sockaddr_in a = loopback("127.0.0.50", 47150);
         m_udp = ::socket(AF_INET, SOCK_DGRAM, 0);
         m_tcp = ::socket(AF_INET, SOCK_STREAM, 0);
         const int one = 1;
         ::setsockopt(m_tcp, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-        m_ok = ::bind(m_udp, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0 &&
-               ::bind(m_tcp, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0 && ::listen(m_tcp, 4) == 0;
+        m_ok = ::bind(m_udp, reinterpret_cast<const sockaddr*>(&a), sizeof a) == 0 &&
+               ::bind(m_tcp, reinterpret_cast<const sockaddr*>(&a), sizeof a) == 0 && ::listen(m_tcp, 4) == 0;
         m_thread = std::thread([this] { serve(); });
     }
     ~HostileCamera() {
@@ -460,16 +464,8 @@ private:
                 net::Datagram d;
                 std::string err;
                 if (n > 0 && net::parseDatagram(buf, static_cast<size_t>(n), d, err)) {
-                    net::CameraAnnouncement a;
-                    a.serial = "EVIL-1";
-                    a.manufacturer = a.product = a.firmware = "x";
-                    a.mac = "02:00:00:00:00:66";
-                    a.ip = "127.0.0.50";
-                    a.mask = "255.0.0.0";
-                    a.gateway = "0.0.0.0";
-                    a.port = 47150;
-                    a.width = 640;
-                    a.height = 480;
+                    const net::CameraAnnouncement a{"EVIL-1", "x", "x", "x", "02:00:00:00:00:66", "127.0.0.50",
+                                                    "255.0.0.0", "0.0.0.0", 47150, 640, 480};
                     const auto bytes = net::encodeAnnounce(d.requestId, a);
                     ::sendto(m_udp, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&from), len);
                 }
@@ -532,11 +528,8 @@ TEST(NetCameras, TheDaemonSurvivesHostileControllersAndDatagrams) {
     ASSERT_EQ(waitFor(m, {"NET-H1"}).size(), 1u);
     auto sendRaw = [](const std::vector<uint8_t>& bytes, int type) {
         const int fd = ::socket(AF_INET, type, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_port = htons(47137);
-        a.sin_addr.s_addr = htonl(*parseIPv4("127.0.0.37"));
-        if (::connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0)
+        const sockaddr_in a = loopback("127.0.0.37", 47137);
+        if (::connect(fd, reinterpret_cast<const sockaddr*>(&a), sizeof a) == 0)
             ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         std::this_thread::sleep_for(50ms);
         ::close(fd);

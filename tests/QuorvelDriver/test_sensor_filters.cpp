@@ -115,20 +115,6 @@ TEST(SimulatedSensor, ContrastThresholdBiasesChangeTheirPolarityCounts) {
     EXPECT_NEAR(static_cast<double>(lowOff.first), static_cast<double>(base.first), base.first * 0.3);
 }
 
-TEST(SimulatedSensor, RefractoryBiasLimitsFastPixels) {
-    auto total = [](int refr) {
-        SimulatedSensor s(config("busy"));
-        s.setBiases({0, 0, 0, 0, refr});
-        s.reset(0);
-        return run(s, 100000).size();
-    };
-    const size_t base = total(0), longRefr = total(200);
-    EXPECT_LT(longRefr, base / 2) << base << " vs " << longRefr;
-    SimulatedSensor probe(config("busy"));
-    probe.setBiases({0, 0, 0, 0, 200});
-    EXPECT_GT(probe.refractoryUs(), 2000u);
-}
-
 TEST(SimulatedSensor, BackgroundActivityFollowsBandwidthAndHighPassBiases) {
     auto noise = [](int fo, int hpf) {
         SimulatedSensor s(config("static"));
@@ -290,26 +276,4 @@ TEST(EventFilters, TrailFilterThinsBurstsAndStcDropsIsolatedNoise) {
     EXPECT_GT(stc.size(), trail.size());
     p.trailMode = TrailMode::StcCutTrail;
     EXPECT_LT(filtered(ev, p).size(), stc.size());
-}
-
-TEST(EventFilters, TriggerChannelsAreGatedByTheirEnables) {
-    SimulatedSensor s(config("static"));
-    std::vector<EventTriggerIn> tr;
-    s.triggers(0, 2000000, tr);
-    EventPipeline pipe(640, 480);
-    PipelineSettings p;
-    std::vector<Event2D> none;
-    auto gated = [&](bool c0, bool c1) {
-        p.triggerChannel[0] = c0;
-        p.triggerChannel[1] = c1;
-        pipe.configure(p);
-        auto copy = tr;
-        pipe.process(none, copy);
-        return copy;
-    };
-    EXPECT_TRUE(gated(false, false).empty());
-    const auto only0 = gated(true, false);
-    EXPECT_EQ(only0.size(), 40u);
-    EXPECT_TRUE(std::all_of(only0.begin(), only0.end(), [](const EventTriggerIn& t) { return t.id == 0; }));
-    EXPECT_EQ(gated(true, true).size(), tr.size());
 }

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -55,14 +54,6 @@ size_t onCount(const Run& r) {
 }
 
 } // namespace
-
-TEST(ToolEffects, SameSettingsGiveTheSameStream) {
-    const auto a = stream("default", [](DvsCamera&) {});
-    const auto b = stream("default", [](DvsCamera&) {});
-    ASSERT_GT(a.events.size(), 500000u);
-    EXPECT_EQ(a.events, b.events);
-    EXPECT_TRUE(a.triggers.empty()); // both trigger channels start disabled
-}
 
 TEST(ToolEffects, BiasesChangeTheEventCounts) {
     const auto base = stream("bars", [](DvsCamera&) {});

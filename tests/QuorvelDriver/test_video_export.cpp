@@ -1,8 +1,7 @@
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/VideoExporter.h"
-#include "quorvel/raw/RawFileWriter.h"
 
-#include "SyntheticStream.h"
+#include "RawRecording.h"
 
 #include <gtest/gtest.h>
 
@@ -106,17 +105,12 @@ void block(std::vector<Event2D>& ev, int bx, int by, int on, int off, uint64_t t
         }
 }
 
-struct Pattern {
-    std::vector<Event2D> events;
-};
-
 // Frame 0: one event at the start. Frame 3 (window [start + 3W, start + 4W)): block (0,0) ON only,
 // (1,0) OFF only, (2,0) one of each (tie: OFF), (3,0) 4 ON vs 2 OFF (ON), (4,0) 5 ON vs 3 OFF
 // (both saturate at 3: OFF), (5,0) placed at the last microsecond of frame 2 (not in frame 3), (6,0)
 // at the first microsecond of frame 4. Last event at start + 10W.
-Pattern writePattern(const std::string& path, int width, int height) {
-    Pattern p;
-    auto& ev = p.events;
+void writePattern(const std::string& path, int width, int height) {
+    std::vector<Event2D> ev;
     ev.emplace_back(0, 0, 1, kStart);
     block(ev, 5, 0, 1, 0, kStart + 3 * kW - 1);
     const uint64_t t3 = kStart + 3 * kW;
@@ -127,12 +121,7 @@ Pattern writePattern(const std::string& path, int width, int height) {
     block(ev, 4, 0, 5, 3, t3 + 40);
     block(ev, 6, 0, 1, 0, kStart + 4 * kW);
     ev.emplace_back(1, 40, 0, kStart + 10 * kW);
-    RawFileWriter w;
-    RawFileWriter::Options o;
-    o.width = uint32_t(width);
-    o.height = uint32_t(height);
-    EXPECT_TRUE(w.open(path, o) && w.write(ev) && w.close()) << w.lastError();
-    return p;
+    writeRaw(path, uint32_t(width), uint32_t(height), ev);
 }
 
 std::array<int, 3> pixel(const Decoded& d, size_t frame, int x, int y) {
@@ -274,14 +263,7 @@ TEST_F(VideoExport, DenseExportIsExactAndLeavesThePlayerAlone) {
     sp.durationUs = 400'000;
     sp.denseRate = sp.sparseRate = 5e6;
     sp.triggerPeriodUs = 0;
-    RawFileWriter w;
-    RawFileWriter::Options wo;
-    wo.width = sp.width;
-    wo.height = sp.height;
-    ASSERT_TRUE(w.open(dir.file("dense.raw"), wo));
-    generateStream(sp, 1 << 16,
-                   [&](const std::vector<Event2D>& e, const std::vector<EventTriggerIn>& t) { w.write(e, t); });
-    ASSERT_TRUE(w.close()) << w.lastError();
+    writeGenerated(dir.file("dense.raw"), sp);
     auto player = DvsFileReader::createFileReader(dir.file("dense.raw"));
     auto reference = DvsFileReader::createFileReader(dir.file("dense.raw"));
     ASSERT_TRUE(player && reference && player->waitForIndex() && reference->waitForIndex());

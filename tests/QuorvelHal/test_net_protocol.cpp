@@ -29,22 +29,8 @@ bool parses(const std::vector<uint8_t>& d, std::string& error) {
 }
 
 CameraAnnouncement sampleAnnouncement() {
-    CameraAnnouncement a;
-    a.serial = "NET-1";
-    a.manufacturer = "Quorvel";
-    a.product = "Tarnix";
-    a.firmware = "Tarnix_V1.7.2";
-    a.mac = "02:51:aa:bb:cc:dd";
-    a.ip = "127.0.0.5";
-    a.mask = "255.0.0.0";
-    a.gateway = "0.0.0.0";
-    a.port = 47001;
-    a.width = 1280;
-    a.height = 720;
-    a.busy = true;
-    a.index = 1;
-    a.count = 2;
-    return a;
+    return {"NET-1", "Quorvel", "Tarnix", "Tarnix_V1.7.2", "02:51:aa:bb:cc:dd", "127.0.0.5", "255.0.0.0", "0.0.0.0",
+            47001, 1280, 720, true, 1, 2};
 }
 
 } // namespace
@@ -87,21 +73,20 @@ TEST(NetDatagram, RoundTripsEveryType) {
 TEST(NetDatagram, RejectsMalformedInputWithAReason) {
     std::string err;
     auto good = encodeAnnounce(1, sampleAnnouncement());
-    EXPECT_FALSE(parses({good.begin(), good.begin() + 11}, err));
-    EXPECT_NE(err.find("shorter"), std::string::npos);
-    EXPECT_FALSE(parses(rawDatagram(1, "{}", 0x12345678), err));
-    EXPECT_NE(err.find("magic"), std::string::npos);
-    EXPECT_FALSE(parses(rawDatagram(1, "{}", kDatagramMagic, 2), err));
-    EXPECT_NE(err.find("version"), std::string::npos);
-    EXPECT_FALSE(parses(rawDatagram(9, "{}"), err));
-    EXPECT_NE(err.find("type"), std::string::npos);
-    EXPECT_FALSE(parses(rawDatagram(1, std::string(kMaxDatagram, ' ')), err));
-    EXPECT_NE(err.find("exceeds"), std::string::npos);
-    EXPECT_FALSE(parses(rawDatagram(1, "[1,2]"), err));
-    EXPECT_FALSE(parses(rawDatagram(1, "{\"a\":"), err));
-    EXPECT_NE(err.find("malformed"), std::string::npos);
-    EXPECT_FALSE(parses(rawDatagram(1, std::string(40, '[') + std::string(40, ']')), err));
-    EXPECT_NE(err.find("nested"), std::string::npos);
+    const std::pair<std::vector<uint8_t>, const char*> bad[] = {
+        {{good.begin(), good.begin() + 11}, "shorter"},
+        {rawDatagram(1, "{}", 0x12345678), "magic"},
+        {rawDatagram(1, "{}", kDatagramMagic, 2), "version"},
+        {rawDatagram(9, "{}"), "type"},
+        {rawDatagram(1, std::string(kMaxDatagram, ' ')), "exceeds"},
+        {rawDatagram(1, "[1,2]"), ""},
+        {rawDatagram(1, "{\"a\":"), "malformed"},
+        {rawDatagram(1, std::string(40, '[') + std::string(40, ']')), "nested"},
+    };
+    for (const auto& [bytes, why] : bad) {
+        EXPECT_FALSE(parses(bytes, err)) << why;
+        EXPECT_NE(err.find(why), std::string::npos) << why << ": " << err;
+    }
 
     // Field checks of an announcement: each broken field is named.
     auto withField = [](const char* key, const std::string& json) {

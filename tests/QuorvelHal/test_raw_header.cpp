@@ -15,12 +15,13 @@ bool parse(const std::string& text, RawHeader& h, std::string& err, bool datHint
 TEST(RawHeader, PrecedenceFormatOverGeometryOverSystemId) {
     RawHeader h;
     std::string err;
-    ASSERT_TRUE(parse("% evt 2.0\n% system_ID 21\n% geometry 320x240\n% format EVT3;height=720;width=1280\n% end\nXY", h, err)) << err;
+    const std::string head = "% evt 2.0\n% system_ID 21\n% geometry 320x240\n% format EVT3;height=720;width=1280\n% end\n";
+    ASSERT_TRUE(parse(head + "XY", h, err)) << err;
     EXPECT_EQ(h.encoding, RawEncoding::Evt3);
     EXPECT_EQ(h.width, 1280u);
     EXPECT_EQ(h.height, 720u);
     EXPECT_TRUE(h.hasEndLine);
-    EXPECT_EQ(h.payloadOffset, std::string("% evt 2.0\n% system_ID 21\n% geometry 320x240\n% format EVT3;height=720;width=1280\n% end\n").size());
+    EXPECT_EQ(h.payloadOffset, head.size());
 
     ASSERT_TRUE(parse("% evt 3.0\n% system_ID 21\n% geometry 320x240\n", h, err)) << err;
     EXPECT_EQ(h.encoding, RawEncoding::Evt3);
@@ -44,16 +45,13 @@ TEST(RawHeader, PrecedenceFormatOverGeometryOverSystemId) {
 TEST(RawHeader, LinesValuesAndDuplicates) {
     RawHeader h;
     std::string err;
-    ASSERT_TRUE(parse("% format EVT2;width=640;height=480\r\n% serial_number  ab   cd \r\n% date 2021-01-01 10:00:00\n"
-                      "% Date 2022-02-02 11:11:11\n% serial_number final one\n%payload",
-                      h, err)) << err;
+    const std::string head = "% format EVT2;width=640;height=480\r\n% serial_number  ab   cd \r\n"
+                             "% date 2021-01-01 10:00:00\n% Date 2022-02-02 11:11:11\n% serial_number final one\n";
+    ASSERT_TRUE(parse(head + "%payload", h, err)) << err;
     EXPECT_EQ(h.serial(), "final one");
     EXPECT_EQ(h.date(), "2022-02-02 11:11:11"); // the later key wins, whatever its spelling
     EXPECT_EQ(h.encoding, RawEncoding::Evt2);
-    // "%p" is not "% ": the payload starts there.
-    EXPECT_EQ(h.payloadOffset, std::string(reinterpret_cast<const char*>(
-                                   "% format EVT2;width=640;height=480\r\n% serial_number  ab   cd \r\n% date 2021-01-01 10:00:00\n"
-                                   "% Date 2022-02-02 11:11:11\n% serial_number final one\n")).size());
+    EXPECT_EQ(h.payloadOffset, head.size()); // "%p" is not "% ": the payload starts there
 }
 
 TEST(RawHeader, Evt21ByteOrderRules) {
@@ -72,19 +70,15 @@ TEST(RawHeader, Evt21ByteOrderRules) {
 TEST(RawHeader, RefusesWhatCannotBeDecodedWithAReason) {
     RawHeader h;
     std::string err;
-    EXPECT_FALSE(parse("", h, err));
-    EXPECT_NE(err.find("empty"), std::string::npos);
-    EXPECT_FALSE(parse("\x01\x02\x03\x04", h, err));
-    EXPECT_NE(err.find("not a recording"), std::string::npos);
-    EXPECT_FALSE(parse("% evt 3.0\n% end\n", h, err));
-    EXPECT_NE(err.find("geometry"), std::string::npos) << err;
-    EXPECT_FALSE(parse("% geometry 640x480\n% end\n", h, err));
-    EXPECT_NE(err.find("encoding"), std::string::npos) << err;
-    EXPECT_FALSE(parse("% format EVT9;width=1;height=1\n", h, err));
-    EXPECT_NE(err.find("EVT9"), std::string::npos) << err;
-    EXPECT_FALSE(parse("% evt 3.0\n% geometry 0x480\n", h, err));
-    EXPECT_FALSE(parse("% evt 3.0\n% geometry 4096x4096\n", h, err));
-    EXPECT_FALSE(parse("% evt 3.0\n% geometry 640by480\n", h, err));
+    const std::pair<std::string, const char*> bad[] = {
+        {"", "empty"}, {"\x01\x02\x03\x04", "not a recording"}, {"% evt 3.0\n% end\n", "geometry"},
+        {"% geometry 640x480\n% end\n", "encoding"}, {"% format EVT9;width=1;height=1\n", "EVT9"},
+        {"% evt 3.0\n% geometry 0x480\n", ""}, {"% evt 3.0\n% geometry 4096x4096\n", ""},
+        {"% evt 3.0\n% geometry 640by480\n", ""}};
+    for (const auto& [text, why] : bad) {
+        EXPECT_FALSE(parse(text, h, err)) << text;
+        EXPECT_NE(err.find(why), std::string::npos) << text << ": " << err;
+    }
     // A header cut short in a prefix asks for more bytes instead of guessing.
     bool more = false;
     const std::string partial = "% evt 3.0\n% geometry 64";

@@ -3,11 +3,10 @@
 #include "quorvel/raw/RawFileWriter.h"
 #include "quorvel/raw/RawIndex.h"
 
-#include "SyntheticStream.h"
+#include "RawRecording.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <sys/stat.h>
@@ -17,10 +16,7 @@ using namespace quorvel::test;
 
 namespace {
 
-struct Stream {
-    std::vector<Event2D> events;
-    std::vector<EventTriggerIn> triggers;
-};
+using Stream = Recorded;
 
 // Crosses two EVT 3.0 time wraps (every 16.777216 s), has a 6 s silence, vectors and triggers.
 StreamParams wrapParams() {
@@ -38,24 +34,14 @@ StreamParams wrapParams() {
     return p;
 }
 
-bool writeStream(const std::string& path, const StreamParams& p, RawEncoding enc, Stream* keep) {
-    RawFileWriter w;
-    RawFileWriter::Options o;
-    o.width = p.width;
-    o.height = p.height;
-    o.encoding = enc;
-    o.serial = "QV-TEST";
-    if (!w.open(path, o))
-        return false;
-    bool ok = true;
-    generateStream(p, 10000, [&](const std::vector<Event2D>& e, const std::vector<EventTriggerIn>& t) {
-        ok = ok && w.write(e, t);
-        if (keep) {
-            keep->events.insert(keep->events.end(), e.begin(), e.end());
-            keep->triggers.insert(keep->triggers.end(), t.begin(), t.end());
-        }
-    });
-    return w.close() && ok;
+/// Opens a recording and indexes it in one go.
+std::shared_ptr<RawFile> openIndexed(const std::string& path, RawIndex& idx) {
+    std::string err;
+    auto f = RawFile::open(path, err);
+    EXPECT_TRUE(f) << err;
+    std::atomic<bool> cancel{false};
+    EXPECT_TRUE(f && idx.build(f, cancel));
+    return f;
 }
 
 Stream readAll(const std::string& path, DecodeStats* stats = nullptr) {
@@ -91,8 +77,7 @@ TEST(RawFileWriter, Evt3RoundTripIsExactAcrossWrapsGapsAndTriggers) {
     TempDir dir;
     const std::string path = dir.file("rec.raw");
     const StreamParams p = wrapParams();
-    Stream in;
-    ASSERT_TRUE(writeStream(path, p, RawEncoding::Evt3, &in));
+    const Stream in = writeGenerated(path, p, "QV-TEST");
     ASSERT_GT(in.events.size(), 200'000u);
     ASSERT_GT(in.events.back().timestamp, uint64_t{2} << 24);
     DecodeStats stats;
@@ -144,9 +129,7 @@ TEST(RawFileWriter, LateStartClampingAndGeometry) {
     TempDir dir;
     const std::string path = dir.file("late.raw");
     RawFileWriter w;
-    RawFileWriter::Options o;
-    o.width = 320;
-    o.height = 240;
+    RawFileWriter::Options o = rawOptions(320, 240, "", RawEncoding::Evt3);
     ASSERT_TRUE(w.open(path, o));
     const uint64_t t0 = 5'000'000'000ull; // far past the 24-bit EVT 3.0 clock
     std::vector<Event2D> ev = {{1, 2, 1, t0}, {3, 4, 0, t0 + 10}, {5, 6, 1, t0 + 5} /* goes back */,
@@ -175,15 +158,9 @@ class RawCutTest : public ::testing::TestWithParam<RawEncoding> {};
 TEST_P(RawCutTest, CutHoldsExactlyTheRangeAndCopiesTheMiddle) {
     TempDir dir;
     const std::string src = dir.file("src.raw");
-    const StreamParams p = wrapParams();
-    Stream in;
-    ASSERT_TRUE(writeStream(src, p, GetParam(), &in));
-    std::string err;
-    auto file = RawFile::open(src, err);
-    ASSERT_TRUE(file) << err;
+    const Stream in = writeGenerated(src, wrapParams(), "QV-TEST", GetParam());
     RawIndex idx;
-    std::atomic<bool> cancel{false};
-    ASSERT_TRUE(idx.build(file, cancel));
+    auto file = openIndexed(src, idx);
     ASSERT_GT(idx.entries.size(), 3u);
     EXPECT_EQ(idx.totals.stats.events, in.events.size());
 
@@ -200,6 +177,7 @@ TEST_P(RawCutTest, CutHoldsExactlyTheRangeAndCopiesTheMiddle) {
     for (const auto& [a, b] : ranges) {
         SCOPED_TRACE(std::to_string(a) + ".." + std::to_string(b));
         const std::string out = dir.file("cut.raw");
+        std::string err;
         RawCutResult res;
         ASSERT_TRUE(cutRawFile(file, idx.entries, a, b, out, std::chrono::system_clock::now(), s0, res, err)) << err;
         Stream expect;
@@ -235,12 +213,10 @@ TEST(RawCut, FailureLeavesNoFileUnderTheTargetName) {
     const std::string src = dir.file("src.raw");
     StreamParams p;
     p.durationUs = 100'000;
-    ASSERT_TRUE(writeStream(src, p, RawEncoding::Evt3, nullptr));
-    std::string err;
-    auto file = RawFile::open(src, err);
+    writeGenerated(src, p);
     RawIndex idx;
-    std::atomic<bool> cancel{false};
-    ASSERT_TRUE(idx.build(file, cancel));
+    auto file = openIndexed(src, idx);
+    std::string err;
     RawCutResult res;
     EXPECT_FALSE(cutRawFile(file, idx.entries, 50, 10, dir.file("a.raw"), {}, 0, res, err));
     EXPECT_NE(err.find("empty range"), std::string::npos);
@@ -268,14 +244,10 @@ class RawIndexSplitTest : public ::testing::TestWithParam<RawEncoding> {};
 TEST_P(RawIndexSplitTest, TwoHalvesGiveTheIndexOfOneScan) {
     TempDir dir;
     const std::string wraps = dir.file("wraps.raw"), burst = dir.file("burst.raw");
-    ASSERT_TRUE(writeStream(wraps, wrapParams(), GetParam(), nullptr));
+    writeGenerated(wraps, wrapParams(), "", GetParam());
     {
         RawFileWriter w;
-        RawFileWriter::Options o;
-        o.width = 640;
-        o.height = 480;
-        o.encoding = GetParam();
-        ASSERT_TRUE(w.open(burst, o));
+        ASSERT_TRUE(w.open(burst, rawOptions(640, 480, "", GetParam())));
         std::vector<Event2D> ev;
         for (uint64_t t = 100; t < 110; ++t) {
             ev.clear();
@@ -303,27 +275,20 @@ TEST_P(RawIndexSplitTest, TwoHalvesGiveTheIndexOfOneScan) {
         ASSERT_GT(one.entries.size(), 6u);
         ASSERT_EQ(two.entries.size(), one.entries.size());
         ASSERT_EQ(streamed.size(), one.entries.size());
+        auto same = [](const RawIndexEntry& x, const RawIndexEntry& y) {
+            return x.offset == y.offset && x.timeUs == y.timeUs && x.eventsBefore == y.eventsBefore && x.state == y.state;
+        };
+        // What a reader gets while the index grows is the same again.
         for (size_t i = 0; i < one.entries.size(); ++i) {
-            SCOPED_TRACE(i);
-            EXPECT_EQ(two.entries[i].offset, one.entries[i].offset);
-            EXPECT_EQ(two.entries[i].timeUs, one.entries[i].timeUs);
-            EXPECT_EQ(two.entries[i].eventsBefore, one.entries[i].eventsBefore);
-            EXPECT_TRUE(two.entries[i].state == one.entries[i].state);
-            // What a reader gets while the index grows is the same again.
-            EXPECT_EQ(streamed[i].offset, one.entries[i].offset);
-            EXPECT_EQ(streamed[i].timeUs, one.entries[i].timeUs);
-            EXPECT_EQ(streamed[i].eventsBefore, one.entries[i].eventsBefore);
-            EXPECT_TRUE(streamed[i].state == one.entries[i].state);
+            EXPECT_TRUE(same(two.entries[i], one.entries[i])) << "entry " << i << " at " << one.entries[i].offset;
+            EXPECT_TRUE(same(streamed[i], one.entries[i])) << "streamed entry " << i << " at " << one.entries[i].offset;
         }
         EXPECT_EQ(two.triggers, one.triggers);
-        const DecodeStats &a = one.totals.stats, &b = two.totals.stats;
-        EXPECT_EQ(b.events, a.events);
-        EXPECT_EQ(b.onEvents, a.onEvents);
-        EXPECT_EQ(b.triggers, a.triggers);
-        EXPECT_EQ(b.invalidEvents, a.invalidEvents);
-        EXPECT_EQ(b.timeBackwards, a.timeBackwards);
-        EXPECT_EQ(b.firstEventTs, a.firstEventTs);
-        EXPECT_EQ(b.lastEventTs, a.lastEventTs);
+        auto totals = [](const DecodeStats& x) {
+            return std::tuple(x.events, x.onEvents, x.triggers, x.invalidEvents, x.reservedWords, x.timeBackwards,
+                              x.firstEventTs, x.lastEventTs);
+        };
+        EXPECT_EQ(totals(two.totals.stats), totals(one.totals.stats));
     }
 }
 
@@ -335,12 +300,10 @@ TEST(RawIndex, SavedIndexIsReusedOnlyForTheSameRecording) {
     const std::string src = dir.file("src.raw");
     StreamParams p;
     p.durationUs = 300'000;
-    ASSERT_TRUE(writeStream(src, p, RawEncoding::Evt3, nullptr));
-    std::string err;
-    auto file = RawFile::open(src, err);
+    writeGenerated(src, p);
     RawIndex idx;
-    std::atomic<bool> cancel{false};
-    ASSERT_TRUE(idx.build(file, cancel));
+    auto file = openIndexed(src, idx);
+    std::string err;
     ASSERT_EQ(idx.saveFor(*file, err), RawIndex::besidePath(src)) << err;
     RawIndex again;
     ASSERT_TRUE(again.loadFor(*file, false, err)) << err;

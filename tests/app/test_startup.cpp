@@ -4,9 +4,6 @@
 
 #include <QApplication>
 #include <QCoreApplication>
-#include <QFontDatabase>
-#include <QFontMetrics>
-#include <QLabel>
 #include <QPushButton>
 #include <QRawFont>
 

@@ -2,7 +2,6 @@
 #include "showimageform.h"
 #include "workerthread.h"
 
-#include <QGraphicsScene>
 #include <QWheelEvent>
 #include <QtTest/QtTest>
 

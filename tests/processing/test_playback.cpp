@@ -34,7 +34,6 @@ public:
     QvTriggerMarks triggers;
     quint64 start = 0, end = 0;
     QList<QImage> frames;
-    QStringList localTimes;
     QString lastTip;
 public slots:
     void onPosition(uint64_t t) { positions << t; }
@@ -44,7 +43,6 @@ public slots:
     void onStart(uint64_t t) { start = t; }
     void onEnd(uint64_t t) { end = t; }
     void onImage(QImage i) { frames << i; }
-    void onLocal(QString s) { localTimes << s; }
     void onTip(QString t, QvMessageType, QString) { lastTip = t; }
 };
 
@@ -87,7 +85,6 @@ private slots:
         connect(proc.get(), &QvEventProcessor::signalStartTimeStamp, obs.get(), &Observer::onStart, q);
         connect(proc.get(), &QvEventProcessor::signalEndTimeStamp, obs.get(), &Observer::onEnd, q);
         connect(proc.get(), &QvEventProcessor::signalEventImage, obs.get(), &Observer::onImage, q);
-        connect(proc.get(), &QvEventProcessor::signalLocalTime, obs.get(), &Observer::onLocal, q);
         connect(proc.get(), &QvEventProcessor::signalShowLeftBottomTips, obs.get(), &Observer::onTip, q);
         proc->resizeImage(64, 48);
         proc->loadFile(file);

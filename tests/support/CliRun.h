@@ -36,4 +36,11 @@ inline CliRun runCli(const std::string& cliPath, const std::string& env, const s
     return r;
 }
 
+#ifdef QV_CLI_PATH
+/// Runs the quorvel tool this test was built with.
+inline CliRun run(const std::string& args, const TempDir& dir, const std::string& env = "") {
+    return runCli(QV_CLI_PATH, env, args, dir);
+}
+#endif
+
 } // namespace quorvel::test

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 
@@ -35,14 +33,14 @@ void generateStream(const StreamParams& p, size_t batchEvents,
     const uint64_t end = p.startUs + p.durationUs;
     uint64_t nextTrigger = p.triggerPeriodUs ? p.startUs + p.triggerPeriodUs / 2 : UINT64_MAX;
     int16_t trigLevel = 1;
+    auto triggersBefore = [&](uint64_t limit) { // square wave on channel 0, edges before `limit`
+        for (; nextTrigger < limit; nextTrigger += p.triggerPeriodUs, trigLevel ^= 1)
+            tr.emplace_back(static_cast<int16_t>(0), trigLevel, nextTrigger);
+    };
     double t = static_cast<double>(p.startUs);
     while (t < static_cast<double>(end)) {
         const uint64_t ts = static_cast<uint64_t>(t);
-        while (nextTrigger <= ts) {
-            tr.emplace_back(static_cast<int16_t>(0), trigLevel, nextTrigger);
-            trigLevel ^= 1;
-            nextTrigger += p.triggerPeriodUs;
-        }
+        triggersBefore(ts + 1);
         const bool dense = ((ts - p.startUs) / p.periodUs) % 2 == 0;
         const double rate = dense ? p.denseRate : p.sparseRate;
         uint32_t emitted = 0;
@@ -75,11 +73,7 @@ void generateStream(const StreamParams& p, size_t batchEvents,
             tr.clear();
         }
     }
-    while (nextTrigger < end) {
-        tr.emplace_back(static_cast<int16_t>(0), trigLevel, nextTrigger);
-        trigLevel ^= 1;
-        nextTrigger += p.triggerPeriodUs;
-    }
+    triggersBefore(end);
     if (!ev.empty() || !tr.empty())
         sink(ev, tr);
 }
@@ -212,10 +206,6 @@ TempDir::TempDir() {
 
 TempDir::~TempDir() {
     std::error_code ec;
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all, std::filesystem::perm_options::add, ec);
-    for (auto& d : std::filesystem::recursive_directory_iterator(path, ec))
-        if (d.is_directory(ec))
-            std::filesystem::permissions(d.path(), std::filesystem::perms::owner_all, std::filesystem::perm_options::add, ec);
     std::filesystem::remove_all(path, ec);
 }
 

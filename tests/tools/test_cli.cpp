@@ -1,35 +1,20 @@
 // The `quorvel` command line, run as a user would run it.
 #include "quorvel/DvsFileReader.h"
 #include "CliRun.h"
-#include "quorvel/raw/RawFileWriter.h"
-#include "quorvel/raw/RawHeader.h"
-
-#include "SyntheticStream.h"
+#include "RawRecording.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
-#include <sys/wait.h>
 
 using namespace quorvel;
 using namespace quorvel::test;
 
 namespace {
 
-CliRun run(const std::string& args, const TempDir& dir) {
-    return runCli(QV_CLI_PATH, "", args, dir);
-}
-
-struct Recording {
-    std::vector<Event2D> events;
-    std::vector<EventTriggerIn> triggers;
-};
-
-Recording makeRecording(const std::string& path) {
+Recorded makeRecording(const std::string& path) {
     StreamParams p;
     p.width = 640;
     p.height = 480;
@@ -38,17 +23,7 @@ Recording makeRecording(const std::string& path) {
     p.denseRate = 500e3;
     p.sparseRate = 10e3;
     p.periodUs = 100'000;
-    Recording r;
-    generateAll(p, r.events, r.triggers);
-    RawFileWriter w;
-    RawFileWriter::Options o;
-    o.width = 640;
-    o.height = 480;
-    o.serial = "CLI-1";
-    EXPECT_TRUE(w.open(path, o));
-    EXPECT_TRUE(w.write(r.events, r.triggers));
-    EXPECT_TRUE(w.close());
-    return r;
+    return writeGenerated(path, p, "CLI-1");
 }
 
 std::string lines(const std::vector<Event2D>& evs, uint64_t from, uint64_t to) {
@@ -63,7 +38,7 @@ std::string lines(const std::vector<Event2D>& evs, uint64_t from, uint64_t to) {
 
 TEST(Cli, InfoReportsTheRecording) {
     TempDir dir;
-    const Recording rec = makeRecording(dir.file("rec.raw"));
+    const Recorded rec = makeRecording(dir.file("rec.raw"));
     const CliRun r = run("info " + dir.file("rec.raw") + " --json", dir);
     ASSERT_EQ(r.code, 0) << r.err;
     const auto j = nlohmann::json::parse(r.out);
@@ -87,7 +62,7 @@ TEST(Cli, InfoReportsTheRecording) {
 TEST(Cli, DumpCutAndConvertKeepTheEvents) {
     TempDir dir;
     const std::string src = dir.file("rec.raw");
-    const Recording rec = makeRecording(src);
+    const Recorded rec = makeRecording(src);
     const uint64_t a = rec.events.front().timestamp + 123'456;
 
     CliRun r = run("dump " + src + " --from-us " + std::to_string(a) + " --duration-us 20000", dir);
