@@ -1,5 +1,6 @@
 #include "quorvel/ApsFileReader.h"
 #include "quorvel/Calibrator.h"
+#include "quorvel/DvsApsFusionProccessor.h"
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/FusionRecordingWriter.h"
 
@@ -110,6 +111,55 @@ TEST_F(FusionRecording, ReadsBackWithFrameTimesOffsetAndCalibration) {
     CalibratorParameters cal;
     ASSERT_TRUE(jsonFileToParam(base + ".json", cal));
     EXPECT_EQ(cal, w.calibration);
+
+    // Played back the way fusion playback does it: a frame seeked by DVS time, warped into DVS
+    // geometry, with the events of its window.
+    Calibrator calibrator;
+    ASSERT_TRUE(calibrator.loadCalibrationParam(cal));
+    const uint64_t shown = w.frameTimes[7] + 1000;
+    ASSERT_TRUE(aps->readFrameAt(shown - aps->getApsTimeOffset(), f));
+    EXPECT_EQ(f.getTimestamp() + aps->getApsTimeOffset(), w.frameTimes[7]);
+    ASSERT_TRUE(calibrator.mapApsToDvs(f));
+    EXPECT_EQ(f.getWidth(), 320);
+    EXPECT_EQ(f.getHeight(), 240);
+}
+
+TEST_F(FusionRecording, ProcessorPairsTheRecordedStreams) {
+    const std::string base = dir.file("fusion");
+    const Written w = writeFusion(base);
+    auto dvs = DvsFileReader::createFileReader(base + ".raw");
+    auto aps = ApsFileReader::createFileReader(base + ".mp4");
+    ASSERT_TRUE(dvs && aps);
+
+    // Feed both files in 10 ms steps as a live camera would, frames with their DVS time.
+    DvsApsFusionProccessor proc;
+    std::vector<std::pair<uint64_t, size_t>> got;
+    proc.addFusionDataCallback([&](ApsFrame& fr, Event2D* b, Event2D* e) {
+        got.emplace_back(fr.getTimestamp(), static_cast<size_t>(e - b));
+    });
+    ApsFrame f;
+    bool haveFrame = aps->readFrame(f);
+    for (uint64_t t = 1'000'000; t < 1'500'000; t += 10'000) {
+        auto batch = dvs->getEventsInRange(t, 10'000);
+        if (batch && !batch->empty())
+            proc.addDvsData(batch->data(), batch->data() + batch->size());
+        while (haveFrame && f.getTimestamp() + aps->getApsTimeOffset() < t + 10'000) {
+            ApsFrame onDvsClock = f;
+            onDvsClock.setTimestamp(f.getTimestamp() + aps->getApsTimeOffset());
+            proc.addApsData(std::move(onDvsClock));
+            haveFrame = aps->readFrame(f);
+        }
+        proc.fusionData();
+    }
+    ASSERT_GE(got.size(), w.frameTimes.size() - 1);
+    for (size_t i = 0; i + 1 < w.frameTimes.size() && i < got.size(); ++i) {
+        EXPECT_EQ(got[i].first, w.frameTimes[i]);
+        const size_t want = static_cast<size_t>(
+            std::count_if(w.events.begin(), w.events.end(), [&](const Event2D& e) {
+                return e.timestamp >= w.frameTimes[i] && e.timestamp < w.frameTimes[i + 1];
+            }));
+        EXPECT_EQ(got[i].second, want) << "frame " << i;
+    }
 }
 
 TEST_F(FusionRecording, AbandonedOrFailedRecordingsLeaveNoFiles) {
