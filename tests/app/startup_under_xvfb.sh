@@ -27,7 +27,7 @@ run() {
   [ -d "$home/Documents/QuorvelData" ] || { echo "no Documents/QuorvelData"; status=1; }
   [ -f "$home/Documents/QuorvelConfig/dvs_default_config.json" ] || { echo "factory DVS configuration not copied"; status=1; }
   [ -f "$home/Documents/QuorvelConfig/fusion_camera_default_config.json" ] || { echo "factory fusion configuration not copied"; status=1; }
-  grep -q "QuorvelView Version:  1.2.3" "$home/app.log" || { echo "no version line in the log"; status=1; }
+  grep -q "QuorvelView Version: 1.2.3" "$home/app.log" || { echo "no version line in the log"; status=1; }
   if [ $status -ne 0 ]; then echo "--- application log:"; cat "$home/app.log"; fi
   exit $status
 }
