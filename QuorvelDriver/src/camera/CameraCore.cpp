@@ -108,25 +108,35 @@ bool CameraCore::loadConfig(const std::string& path) {
         }
         return true;
     }
-    // Check every section first and apply only when all are acceptable, so a bad file changes
-    // nothing.
-    std::map<ToolType, ValueMap> changes;
+    if (!applyConfig(doc, err)) {
+        setError("'" + path + "': " + err);
+        return false;
+    }
+    return true;
+}
+
+bool CameraCore::applyConfig(const Json& doc, std::string& error) {
+    std::vector<std::pair<ParameterTool*, ValueMap>> changes;
     for (const auto& [type, t] : m_tools) {
         auto it = doc.find(toolSectionKey(type));
         if (it == doc.end())
             continue;
         ValueMap ch;
-        if (!t->changesFromJson(*it, ch, err) || !t->validate(ch, err)) {
-            setError("'" + path + "': " + err);
+        if (!t->changesFromJson(*it, ch, error) || !t->validate(ch, error))
             return false;
-        }
-        changes[type] = std::move(ch);
+        changes.emplace_back(t.get(), std::move(ch));
     }
-    for (const auto& [type, ch] : changes)
-        if (!m_tools[type]->apply(ch, err)) {
-            setError("'" + path + "': " + err);
-            return false;
+    for (size_t i = 0; i < changes.size(); ++i) {
+        ValueMap before = changes[i].first->values();
+        if (changes[i].first->apply(changes[i].second, error)) {
+            changes[i].second = std::move(before);
+            continue;
         }
+        std::string ignored;
+        while (i-- > 0)
+            changes[i].first->apply(changes[i].second, ignored);
+        return false;
+    }
     return true;
 }
 

@@ -74,6 +74,12 @@ public:
     std::vector<ToolInfo> toolsInfo() const;
     bool loadConfig(const std::string& path);
     bool exportConfig(const std::string& path);
+    /// Applies a configuration document (tool sections keyed as in the configuration files) to
+    /// this camera's own tools: every section is checked first, and a document with any bad
+    /// section changes nothing. Should applying fail midway (another client changed a related
+    /// value in between), the tools already changed get their earlier values back. false with
+    /// `error` set on refusal.
+    bool applyConfig(const Json& doc, std::string& error);
 
     int start();
     bool stop();

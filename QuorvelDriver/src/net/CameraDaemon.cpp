@@ -695,21 +695,8 @@ void CameraDaemon::Impl::handle(Conn& c, const Json& msg) {
         if (op == "loadConfig") {
             if (!msg.contains("config") || !msg["config"].is_object())
                 return fail(c, msg, "field 'config' is missing or not an object");
-            const Json& doc = msg["config"];
-            std::map<ToolType, detail::ValueMap> changes;
-            for (const ToolInfo& ti : cam.core->toolsInfo()) {
-                auto it = doc.find(toolSectionKey(ti.type));
-                if (it == doc.end())
-                    continue;
-                detail::ValueMap ch;
-                auto tool = cam.core->tool(ti.type);
-                if (!tool->changesFromJson(*it, ch, err) || !tool->validate(ch, err))
-                    return fail(c, msg, err);
-                changes[ti.type] = std::move(ch);
-            }
-            for (auto& [type, ch] : changes)
-                if (!cam.core->tool(type)->apply(ch, err))
-                    return fail(c, msg, err);
+            if (!cam.core->applyConfig(msg["config"], err))
+                return fail(c, msg, err);
         }
         Json config = Json::object();
         for (const ToolInfo& ti : cam.core->toolsInfo())
