@@ -76,9 +76,9 @@ public:
     bool exportConfig(const std::string& path);
     /// Applies a configuration document (tool sections keyed as in the configuration files) to
     /// this camera's own tools: every section is checked first, and a document with any bad
-    /// section changes nothing. Should applying fail midway (another client changed a related
-    /// value in between), the tools already changed get their earlier values back. false with
-    /// `error` set on refusal.
+    /// section changes nothing. Should applying fail midway (another thread or network client
+    /// changed a related value in between), the tools already changed get their earlier values
+    /// back. false with `error` set on refusal.
     bool applyConfig(const Json& doc, std::string& error);
 
     int start();
