@@ -13,7 +13,7 @@ packages=(
   nlohmann-json3-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   fonts-noto-cjk fonts-noto-cjk-extra python3-fonttools
-  xvfb xauth x11-utils
+  xvfb xauth x11-utils openbox xdotool
   clang libclang-rt-dev
 )
 
