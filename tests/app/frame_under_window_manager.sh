@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The frameless main window under a real window manager (openbox on a private X server), driven
 # with real pointer events: a double-click on the title bar maximises and a second one restores,
-# and dragging the title bar moves the window. The offscreen tests cannot see this, because there
-# the window manager never takes the pointer. usage: frame_under_window_manager.sh PATH/TO/QuorvelView
+# dragging a corner resizes it, and dragging the title bar moves it. The offscreen tests cannot
+# see this, because there the window manager never takes the pointer.
+# usage: frame_under_window_manager.sh PATH/TO/QuorvelView
 set -euo pipefail
 exe=$1
 home=$(mktemp -d)
@@ -37,6 +38,12 @@ run() {
     sleep 0.1
   done
   [ -n "$win" ] || fail "no main window after 15 s"
+  # Pointer events are only safe once the window manager has given the window the focus.
+  for _ in $(seq 50); do
+    [ "$(xdotool getwindowfocus 2>/dev/null)" = "$win" ] && break
+    sleep 0.1
+  done
+  sleep 0.3
   geometry
   # An empty spot of the title bar: right of the menus, left of the window buttons.
   tx=$((X + 700)) ty=$((Y + 20))
@@ -45,6 +52,14 @@ run() {
   wait_width "-gt 1440" || fail "double-click on the title bar did not maximise (width $WIDTH)"
   xdotool mousemove 700 20 click --repeat 2 --delay 80 1
   wait_width "-eq 1440" || fail "second double-click did not restore (width $WIDTH)"
+
+  # The bottom-right corner resizes.
+  geometry
+  xdotool mousemove $((X + WIDTH - 2)) $((Y + HEIGHT - 2)) mousedown 1
+  for _ in $(seq 10); do xdotool mousemove_relative -- -10 -6; sleep 0.05; done
+  xdotool mouseup 1
+  wait_width "-le 1380" || fail "dragging the bottom-right corner by (-100, -60) left the width at $WIDTH"
+  [ "$HEIGHT" -le 870 ] || fail "dragging the bottom-right corner by (-100, -60) left the height at $HEIGHT"
 
   geometry
   x0=$X y0=$Y
