@@ -3,16 +3,21 @@
 #include "aboutusform.h"
 #include "appsettings.h"
 #include "appversion.h"
+#include "cameraslist.h"
 #include "framelesshelper.h"
 #include "qvcutrawfile.h"
 #include "qvexportvideoui.h"
 #include "qvfilepathreminderform.h"
+#include "qvfilerecorder.h"
+#include "qvlivecamera.h"
 #include "qvmessagebox.h"
 #include "qvsidepanel.h"
 #include "qvthreehandleslider.h"
 #include "qvutility.h"
+#include "showcamerainfoui.h"
 #include "showimageform.h"
 #include "waitingwin.h"
+#include "workerthread.h"
 
 #include <QAction>
 #include <QDateTime>
@@ -21,6 +26,7 @@
 #include <QDesktopServices>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QEventLoop>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMimeData>
@@ -62,8 +68,9 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
     m_textCameraInfo = tr("Camera Info");
     m_textIpConfig = tr("IP Configuration");
 
-    // 2-3. Processors, image view, time slider and busy indicator.
+    // 2-3. Processors, image view, time slider and busy indicator; the live camera.
     buildPlayback();
+    buildLiveCamera();
 
     // 4. Play bar: no source yet, so every transport control waits for one.
     setPlayBarToolTips();
@@ -109,7 +116,12 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
 }
 
 MainWidget::~MainWidget() {
-    // The processor's threads report to this window: stop them before any widget goes.
+    // The camera feeds the processor and the recorder: it goes first (stream stopped, a running
+    // recording closed), then the processor's threads, which report to this window.
+    delete m_live;
+    m_live = nullptr;
+    delete m_recorder;
+    m_recorder = nullptr;
     delete m_eventProcessor;
     m_eventProcessor = nullptr;
 }
@@ -224,9 +236,11 @@ void MainWidget::buildMenus() {
     connect(quit, &QAction::triggered, this, [this, quit] { openActionSlot(quit); });
 
     m_menuDevice = makeMenu(ui.pb_menu_device);
-    m_menuDevice->addAction(m_textOpenCamera)->setEnabled(false);
+    m_openCameraAction = m_menuDevice->addAction(m_textOpenCamera);
     m_menuDevice->addSeparator();
-    m_menuDevice->addAction(m_textCameraInfo)->setEnabled(false);
+    m_cameraInfoAction = m_menuDevice->addAction(m_textCameraInfo);
+    connect(m_openCameraAction, &QAction::triggered, this, &MainWidget::slotOpenCamera);
+    connect(m_cameraInfoAction, &QAction::triggered, this, &MainWidget::slotShowCameraInfo);
 
     m_menuSetting = makeMenu(ui.pb_menu_setting);
     m_menuSetting->addAction(m_textGeneralSetting)->setEnabled(false);
@@ -430,6 +444,8 @@ void MainWidget::openRecording(const QString& path) {
         return;
     }
     m_settings->inputRawFilePath = info.absolutePath();
+    // Live streaming stops and the camera is let go (a running recording is closed first).
+    leaveCurrentSource();
     // A recording with an .mp4 of the same base name beside it is a fusion recording. Its frames
     // are not played yet: its events play like any other recording.
     m_mode = ModeRawPlayback;
@@ -451,19 +467,24 @@ void MainWidget::openRecording(const QString& path) {
     emit signalOpenRawFile(m_currentFile);
     if (!m_eventProcessor->hasFile()) { // refused at once (not a recording): its toast says why
         m_playWhenLoaded = false;
-        m_mode = ModeNone;
-        m_currentFile.clear();
-        setWindowTitle(QStringLiteral("QuorvelView"));
-        setShowTitleInfo(false);
-        m_cameraText = tr("No source");
-        updateStatusLine();
-        ui.stack_show_image->setCurrentWidget(ui.widget_empty_state);
+        resetSourceTexts();
     }
 }
 
 void MainWidget::on_pb_play_clicked() {
-    if (m_mode == ModeRawPlayback)
+    if (m_mode == ModeRawPlayback) {
         emit signalPlaybackCtrl(ui.pb_play->isChecked());
+        return;
+    }
+    if ((m_mode != ModeLiveDvs && m_mode != ModeLiveFusion) || !m_live->hasCamera()) {
+        emit signalShowLeftBottomTips(tr("Please connect camera first."), QvMessageWarning, QString());
+        ui.pb_play->setChecked(false);
+        return;
+    }
+    if (ui.pb_play->isChecked())
+        ui.pb_play->setChecked(m_live->startStreaming());
+    else
+        m_live->stopStreaming();
 }
 
 void MainWidget::slotPlayStatus(bool playing) {
@@ -519,8 +540,10 @@ void MainWidget::slotTriggerList(QvTriggerMarks triggers) {
 }
 
 void MainWidget::showTimeStamp(uint64_t timestamp_us) {
-    m_slider->setCenterValue(timestamp_us);
     ui.label_show_timestamp_info->setText(tr("%1 us").arg(timestamp_us));
+    if (m_mode == ModeLiveDvs || m_mode == ModeLiveFusion)
+        return;
+    m_slider->setCenterValue(timestamp_us);
     if (m_mode == ModeRawPlayback) {
         const uint64_t start = m_slider->minimum();
         const uint64_t end = m_slider->maximum();
@@ -603,4 +626,208 @@ void MainWidget::slotShowLeftBottomTips(const QString& tips, QvMessageType type,
 
 void MainWidget::updateStatusLine() {
     ui.label_show_camera_info->setText(m_cameraText + m_bandwidthText + m_eventRateText + m_timeText);
+}
+
+void MainWidget::resetSourceTexts() {
+    m_mode = ModeNone;
+    m_currentFile.clear();
+    setWindowTitle(QStringLiteral("QuorvelView"));
+    setShowTitleInfo(false);
+    m_cameraText = tr("No source");
+    m_bandwidthText.clear();
+    m_eventRateText.clear();
+    m_timeText.clear();
+    updateStatusLine();
+    ui.label_show_play_text->clear();
+    ui.stack_show_image->setCurrentWidget(ui.widget_empty_state);
+}
+
+// ---- live camera ----------------------------------------------------------------------------
+
+void MainWidget::buildLiveCamera() {
+    m_recorder = new QvFileRecorder;
+    m_live = new QvLiveCamera(m_eventProcessor, m_recorder);
+    const auto queued = Qt::QueuedConnection;
+    connect(m_live, &QvLiveCamera::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
+    connect(m_recorder, &QvFileRecorder::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
+    connect(m_live, &QvLiveCamera::signalStatisticTexts, this,
+            [this](const QString& bandwidth, const QString& eventRate) {
+                m_bandwidthText = bandwidth;
+                m_eventRateText = eventRate;
+                updateStatusLine();
+            },
+            queued);
+    connect(m_live, &QvLiveCamera::signalCameraTimestamp, this, &MainWidget::toShowCameraTimestamp, queued);
+    connect(this, &MainWidget::toShowCameraTimestamp, this, &MainWidget::showTimeStamp);
+    connect(m_live, &QvLiveCamera::signalStreamingChanged, this, [this](bool streaming) {
+        ui.pb_play->setChecked(streaming);
+    });
+    connect(m_live, &QvLiveCamera::signalRecordingChanged, this, [this](bool recording) {
+        ui.pb_record->setChecked(recording);
+        if (!recording)
+            ui.label_show_play_text->clear();
+    });
+    connect(m_live, &QvLiveCamera::signalRecordingSeconds, this,
+            [this](quint64 seconds) {
+                if (m_live->isRecording())
+                    ui.label_show_play_text->setText(tr("Recording %1").arg(QvUtility::durationText(seconds)));
+            },
+            queued);
+    connect(m_live, &QvLiveCamera::signalConnectionLost, this, [this] {
+        m_cameraText = QString::fromStdString(m_live->description().serial) + QLatin1Char(' ') +
+                       tr("(connection lost)");
+        m_bandwidthText.clear();
+        m_eventRateText.clear();
+        updateStatusLine();
+    });
+    connect(m_live, &QvLiveCamera::signalLoss, this, &MainWidget::slotLoss);
+    // Trigger-in edges arrive on the camera's thread; the recorder acts on the GUI thread.
+    connect(m_live, &QvLiveCamera::signalRecByTime, this, &MainWidget::signalRecByTime, queued);
+    connect(this, &MainWidget::signalRecByTime, m_recorder, &QvFileRecorder::recordingTime);
+    connect(ui.pb_record, &QPushButton::clicked, this, &MainWidget::on_pb_record_clicked);
+}
+
+void MainWidget::leaveCurrentSource() {
+    if (m_live->hasCamera()) {
+        m_live->closeCamera();
+        showCameraPlayingUI(false);
+    }
+    if (m_eventProcessor->hasFile()) {
+        if (m_eventProcessor->isPlaying())
+            emit signalPlaybackCtrl(false);
+        emit signalOpenRawFile(QString());
+    }
+    ui.label_lost_events->hide();
+}
+
+void MainWidget::slotOpenCamera() {
+    if (ui.pb_play->isChecked())
+        ui.pb_play->click();
+    const std::vector<quorvel::CameraDescription> cameras = m_live->searchCameras();
+    CamerasList dialog(cameras, this);
+    if (m_dialogRunner(dialog) != QDialog::Accepted)
+        return;
+    int index = -1;
+    if (!dialog.selectedIndex(index) || index < 0 || static_cast<size_t>(index) >= cameras.size())
+        return;
+    openCameraDescription(cameras[static_cast<size_t>(index)]);
+}
+
+bool MainWidget::openCameraBySerial(const QString& serial) {
+    for (const quorvel::CameraDescription& camera : m_live->searchCameras())
+        if (QString::fromStdString(camera.serial) == serial)
+            return openCameraDescription(camera);
+    emit signalShowLeftBottomTips(tr("No camera with the serial %1 was found.").arg(serial), QvMessageError, QString());
+    return false;
+}
+
+bool MainWidget::openCameraDescription(const quorvel::CameraDescription& description) {
+    if (m_eventProcessor->isLoading() || m_eventProcessor->isJobRunning()) {
+        emit signalShowLeftBottomTips(tr("Please wait until the recording has finished loading or writing."),
+                                      QvMessageWarning, QString());
+        return false;
+    }
+    const QString serial = QString::fromStdString(description.serial);
+    showCameraSerial(serial);
+    setShowTitleInfo(true);
+    qDebug() << "Select camera: " << serial << " product: " << QString::fromStdString(description.product);
+    const QString refusal = QvLiveCamera::networkCheckError(description);
+    if (!refusal.isEmpty()) {
+        emit signalShowLeftBottomTips(refusal, QvMessageError, QString());
+        return false;
+    }
+    leaveCurrentSource();
+    resetSourceTexts();
+
+    // Opening talks to the camera (a network camera may take a while): on a worker thread, with the
+    // busy indicator up and the window taking no input meanwhile.
+    bool opened = false;
+    WorkerThread worker([this, &opened, description] { opened = m_live->openCamera(description); });
+    QEventLoop loop;
+    connect(&worker, &WorkerThread::taskCompleted, &loop, &QEventLoop::quit, Qt::QueuedConnection);
+    m_activeBeforeBusy = isActiveWindow();
+    m_waitingWin->show();
+    worker.start(QThread::InheritPriority);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    worker.wait();
+    m_waitingWin->close();
+    if (m_activeBeforeBusy) {
+        m_activeBeforeBusy = false;
+        activateWindow();
+    }
+    if (!opened)
+        return false;
+
+    m_mode = m_live->mode() == QvLiveCamera::ModeFusion ? ModeLiveFusion : ModeLiveDvs;
+    m_viewerType = m_mode == ModeLiveFusion ? quorvel::STREAM_FUSION : quorvel::STREAM_DVS;
+    updateViewerTypeIcon();
+    const auto camera = m_live->camera();
+    const int width = camera->getWidth();
+    const int height = camera->getHeight();
+    m_showImageForm->slotSetResolution(width, height);
+    emit signalImageReslotionChanged(width, height);
+    ui.stack_show_image->setCurrentWidget(m_showImageForm);
+    setWindowTitle(QStringLiteral("QuorvelView - %1").arg(serial));
+    showCameraSerial(serial);
+    setShowTitleInfo(true);
+    m_cameraText = serial;
+    updateStatusLine();
+    m_slider->clearMarks();
+    initDvsCameraSettings();
+    showCameraPlayingUI(true);
+    ui.pb_play->setChecked(true);
+    on_pb_play_clicked();
+    return ui.pb_play->isChecked();
+}
+
+void MainWidget::initDvsCameraSettings() {
+    m_live->registerTriggerIn();
+}
+
+void MainWidget::showCameraPlayingUI(bool en) {
+    // Live: the stream switch and the record button; the file transport waits for a recording.
+    setPlaybackControlsEnabled(false);
+    ui.pb_play->setEnabled(en);
+    ui.pb_record->setEnabled(en);
+    if (!en) {
+        ui.pb_play->setChecked(false);
+        ui.pb_record->setChecked(false);
+    }
+}
+
+void MainWidget::on_pb_record_clicked() {
+    if ((m_mode != ModeLiveDvs && m_mode != ModeLiveFusion) || !m_live->hasCamera()) {
+        emit signalShowLeftBottomTips(tr("Please connect camera first."), QvMessageWarning, QString());
+        ui.pb_record->setChecked(false);
+        return;
+    }
+    if (m_live->isRecording())
+        m_live->stopRecording();
+    else
+        m_live->startRecording();
+    ui.pb_record->setChecked(m_live->isRecording());
+}
+
+void MainWidget::slotShowCameraInfo() {
+    if (!m_live->hasCamera())
+        return;
+    ShowCameraInfoUI dialog(this);
+    dialog.setCameraInfo(m_live->description(), m_live->firmwareVersion());
+    m_dialogRunner(dialog);
+}
+
+void MainWidget::slotLoss(quint64 lostEvents, quint64 lostPackets, quint64 droppedEvents, const QDateTime& since) {
+    const quint64 total = lostEvents + droppedEvents;
+    if (total == 0 && lostPackets == 0) {
+        ui.label_lost_events->hide();
+        return;
+    }
+    ui.label_lost_events->setText(tr("Lost: %1 events").arg(total));
+    ui.label_lost_events->setToolTip(
+        tr("Lost on the way from the camera: %1 packets, %2 events\nDropped by the live view: %3 events\nSince %4")
+            .arg(lostPackets)
+            .arg(lostEvents)
+            .arg(droppedEvents)
+            .arg(since.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"))));
+    ui.label_lost_events->show();
 }

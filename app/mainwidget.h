@@ -8,6 +8,7 @@
 #include "qveventprocessor.h"
 #include "qvmessagetype.h"
 
+#include "quorvel/CameraDescription.h"
 #include "quorvel/StreamType.h"
 
 #include <QString>
@@ -17,7 +18,10 @@
 #include <functional>
 
 class AppSettings;
+class QDateTime;
 class FramelessHelper;
+class QvFileRecorder;
+class QvLiveCamera;
 class QAction;
 class QMenu;
 class QPushButton;
@@ -55,6 +59,14 @@ public:
     /// Opens a recording without asking (command line, drag and drop): the same path as a file
     /// chosen with "Open Recording". Playback starts once it has loaded.
     void openRecording(const QString& path);
+    /// Opens the camera with this serial without asking (command line) and streams it; an error
+    /// toast when no such camera is found. True when it streams.
+    bool openCameraBySerial(const QString& serial);
+    /// Opens the described camera as a choice in the camera list does (checks, busy indicator,
+    /// panels) and starts its stream. True when it streams.
+    bool openCameraDescription(const quorvel::CameraDescription& description);
+    QvLiveCamera* liveCamera() const { return m_live; }
+    QvFileRecorder* fileRecorder() const { return m_recorder; }
 
     /// Runs a modal dialog; replaced by tests, which answer dialogs without an event loop of their own.
     void setDialogRunner(std::function<int(QDialog&)> runner) { m_dialogRunner = std::move(runner); }
@@ -62,6 +74,7 @@ public:
     void setRestartLauncher(std::function<bool()> launcher) { m_restartLauncher = std::move(launcher); }
 
 signals:
+    void toShowCameraTimestamp(uint64_t timestamp);
     void signalSetViewerShowType(quorvel::STREAM_TYPE type);
     void signalShowLeftBottomTips(QString tips, QvMessageType type, QString file_path);
     void signalPlaybackReset();
@@ -69,15 +82,21 @@ signals:
     void signalOpenRawFile(QString path);
     void signalExportVideo(QString out_path, QString out_dir, uint64_t start_ts, uint64_t end_ts);
     void signalCutRawFile(QString out_path, QString out_dir, uint64_t start_ts, uint64_t end_ts);
+    void signalRecByTime(uint32_t seconds, QString path);
     void signalImageReslotionChanged(int width, int height);
 
 public slots:
+    void initDvsCameraSettings();
+    void showCameraPlayingUI(bool en);
+    void on_pb_record_clicked();
     void on_pb_win_min_clicked();
     void on_pb_win_close_clicked();
     void openActionSlot(QAction* action);
     void slotOpenRecording();
     void slotSaveAs();
     void slotCutRecording();
+    void slotOpenCamera();
+    void slotShowCameraInfo();
     void setShowTitleInfo(bool show);
     void showCameraSerial(const QString& str);
     void showTimeStamp(uint64_t timestamp_us);
@@ -113,6 +132,11 @@ private:
     void showAbout();
     void updateStatusLine();
     void buildPlayback();
+    void buildLiveCamera();
+    /// Leaves the recording or camera in use before another source opens.
+    void leaveCurrentSource();
+    void resetSourceTexts();
+    void slotLoss(quint64 lostEvents, quint64 lostPackets, quint64 droppedEvents, const QDateTime& since);
     void buildShortcuts();
     void setPlaybackControlsEnabled(bool enabled);
     /// Fills a range dialog from the slider and settings; false (with the toast) without a recording.
@@ -159,6 +183,10 @@ private:
     std::function<int(QDialog&)> m_dialogRunner;
 
     QvEventProcessor* m_eventProcessor = nullptr;
+    QvFileRecorder* m_recorder = nullptr;
+    QvLiveCamera* m_live = nullptr;
+    QAction* m_openCameraAction = nullptr;
+    QAction* m_cameraInfoAction = nullptr;
     ShowImageForm* m_showImageForm = nullptr;
     QvThreeHandleSlider* m_slider = nullptr;
     WaitingWin* m_waitingWin = nullptr;

@@ -21,6 +21,33 @@
     </message>
 </context>
 <context>
+    <name>CamerasList</name>
+    <message>
+        <source>CamerasList</source>
+        <translation>CamerasList</translation>
+    </message>
+    <message>
+        <source>Open a camera</source>
+        <translation>Open a camera</translation>
+    </message>
+    <message>
+        <source>Camera List</source>
+        <translation>Camera List</translation>
+    </message>
+    <message>
+        <source>Search Cameras...</source>
+        <translation>Search Cameras...</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>Open</source>
+        <translation>Open</translation>
+    </message>
+</context>
+<context>
     <name>FramelessWindow</name>
     <message>
         <source>Restore</source>
@@ -256,6 +283,45 @@
         <source>EN/中文</source>
         <translation>EN/中文</translation>
     </message>
+    <message>
+        <source>Please connect camera first.</source>
+        <translation>Please connect camera first.</translation>
+    </message>
+    <message>
+        <source>Recording %1</source>
+        <translation>Recording %1</translation>
+    </message>
+    <message>
+        <source>(connection lost)</source>
+        <translation>(connection lost)</translation>
+    </message>
+    <message>
+        <source>No camera with the serial %1 was found.</source>
+        <translation>No camera with the serial %1 was found.</translation>
+    </message>
+    <message>
+        <source>Please wait until the recording has finished loading or writing.</source>
+        <translation>Please wait until the recording has finished loading or writing.</translation>
+    </message>
+    <message>
+        <source>Lost: %1 events</source>
+        <translation>Lost: %1 events</translation>
+    </message>
+    <message>
+        <source>Lost on the way from the camera: %1 packets, %2 events
+Dropped by the live view: %3 events
+Since %4</source>
+        <translation>Lost on the way from the camera: %1 packets, %2 events
+Dropped by the live view: %3 events
+Since %4</translation>
+    </message>
+</context>
+<context>
+    <name>QObject</name>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
@@ -333,6 +399,68 @@
     </message>
 </context>
 <context>
+    <name>QvFileRecorder</name>
+    <message>
+        <source>Recording file ... </source>
+        <translation>Recording file ... </translation>
+    </message>
+    <message>
+        <source>Currently being recorded.</source>
+        <translation>Currently being recorded.</translation>
+    </message>
+    <message>
+        <source>Recording failed: %1</source>
+        <translation>Recording failed: %1</translation>
+    </message>
+    <message>
+        <source>Recording stopped: %1</source>
+        <translation>Recording stopped: %1</translation>
+    </message>
+    <message>
+        <source>Recording end</source>
+        <translation>Recording end</translation>
+    </message>
+</context>
+<context>
+    <name>QvLiveCamera</name>
+    <message>
+        <source>There is a conflict between the camera ip and the local ip!</source>
+        <translation>There is a conflict between the camera ip and the local ip!</translation>
+    </message>
+    <message>
+        <source>The camera ip is not in the same network segment as the local ip!</source>
+        <translation>The camera ip is not in the same network segment as the local ip!</translation>
+    </message>
+    <message>
+        <source>Open camera: </source>
+        <translation>Open camera: </translation>
+    </message>
+    <message>
+        <source>failed.</source>
+        <translation>failed.</translation>
+    </message>
+    <message>
+        <source>The Tarnix camera firmware needs to be upgraded!</source>
+        <translation>The Tarnix camera firmware needs to be upgraded!</translation>
+    </message>
+    <message>
+        <source>Recording stopped: %1</source>
+        <translation>Recording stopped: %1</translation>
+    </message>
+    <message>
+        <source>Currently being recorded.</source>
+        <translation>Currently being recorded.</translation>
+    </message>
+    <message>
+        <source>Recording failed: %1</source>
+        <translation>Recording failed: %1</translation>
+    </message>
+    <message>
+        <source>Save file success!</source>
+        <translation>Save file success!</translation>
+    </message>
+</context>
+<context>
     <name>QvRangeFileDialog</name>
     <message>
         <source>Earlier by 1 ms</source>
@@ -365,6 +493,37 @@
     <message>
         <source>Cancel</source>
         <translation>Cancel</translation>
+    </message>
+</context>
+<context>
+    <name>ShowCameraInfoUI</name>
+    <message>
+        <source>Camera Info</source>
+        <translation>Camera Info</translation>
+    </message>
+    <message>
+        <source>Serial :</source>
+        <translation>Serial :</translation>
+    </message>
+    <message>
+        <source>Manufacturer:</source>
+        <translation>Manufacturer:</translation>
+    </message>
+    <message>
+        <source>Quorvel</source>
+        <translation>Quorvel</translation>
+    </message>
+    <message>
+        <source>Firmware version :</source>
+        <translation>Firmware version :</translation>
+    </message>
+    <message>
+        <source>Product: </source>
+        <translation>Product: </translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
     </message>
 </context>
 </TS>

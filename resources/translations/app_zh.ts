@@ -21,6 +21,33 @@
     </message>
 </context>
 <context>
+    <name>CamerasList</name>
+    <message>
+        <source>CamerasList</source>
+        <translation>相机列表</translation>
+    </message>
+    <message>
+        <source>Open a camera</source>
+        <translation>打开相机</translation>
+    </message>
+    <message>
+        <source>Camera List</source>
+        <translation>相机列表</translation>
+    </message>
+    <message>
+        <source>Search Cameras...</source>
+        <translation>搜索相机...</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
+    <message>
+        <source>Open</source>
+        <translation>打开</translation>
+    </message>
+</context>
+<context>
     <name>FramelessWindow</name>
     <message>
         <source>Restore</source>
@@ -256,6 +283,45 @@
         <source>EN/中文</source>
         <translation>EN/中文</translation>
     </message>
+    <message>
+        <source>Please connect camera first.</source>
+        <translation>请先连接相机。</translation>
+    </message>
+    <message>
+        <source>Recording %1</source>
+        <translation>录制中 %1</translation>
+    </message>
+    <message>
+        <source>(connection lost)</source>
+        <translation>（连接已断开）</translation>
+    </message>
+    <message>
+        <source>No camera with the serial %1 was found.</source>
+        <translation>未找到序列号为 %1 的相机。</translation>
+    </message>
+    <message>
+        <source>Please wait until the recording has finished loading or writing.</source>
+        <translation>请等待录制文件加载或写入完成。</translation>
+    </message>
+    <message>
+        <source>Lost: %1 events</source>
+        <translation>丢失：%1 个事件</translation>
+    </message>
+    <message>
+        <source>Lost on the way from the camera: %1 packets, %2 events
+Dropped by the live view: %3 events
+Since %4</source>
+        <translation>相机传输途中丢失：%1 个数据包，%2 个事件
+实时视图丢弃：%3 个事件
+开始于 %4</translation>
+    </message>
+</context>
+<context>
+    <name>QObject</name>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
@@ -333,6 +399,68 @@
     </message>
 </context>
 <context>
+    <name>QvFileRecorder</name>
+    <message>
+        <source>Recording file ... </source>
+        <translation>正在录制文件 ... </translation>
+    </message>
+    <message>
+        <source>Currently being recorded.</source>
+        <translation>当前正在录制。</translation>
+    </message>
+    <message>
+        <source>Recording failed: %1</source>
+        <translation>录制失败：%1</translation>
+    </message>
+    <message>
+        <source>Recording stopped: %1</source>
+        <translation>录制已停止：%1</translation>
+    </message>
+    <message>
+        <source>Recording end</source>
+        <translation>录制结束</translation>
+    </message>
+</context>
+<context>
+    <name>QvLiveCamera</name>
+    <message>
+        <source>There is a conflict between the camera ip and the local ip!</source>
+        <translation>相机 IP 与本机 IP 冲突！</translation>
+    </message>
+    <message>
+        <source>The camera ip is not in the same network segment as the local ip!</source>
+        <translation>相机 IP 与本机 IP 不在同一网段！</translation>
+    </message>
+    <message>
+        <source>Open camera: </source>
+        <translation>打开相机：</translation>
+    </message>
+    <message>
+        <source>failed.</source>
+        <translation>失败。</translation>
+    </message>
+    <message>
+        <source>The Tarnix camera firmware needs to be upgraded!</source>
+        <translation>Tarnix 相机固件需要升级！</translation>
+    </message>
+    <message>
+        <source>Recording stopped: %1</source>
+        <translation>录制已停止：%1</translation>
+    </message>
+    <message>
+        <source>Currently being recorded.</source>
+        <translation>当前正在录制。</translation>
+    </message>
+    <message>
+        <source>Recording failed: %1</source>
+        <translation>录制失败：%1</translation>
+    </message>
+    <message>
+        <source>Save file success!</source>
+        <translation>文件保存成功！</translation>
+    </message>
+</context>
+<context>
     <name>QvRangeFileDialog</name>
     <message>
         <source>Earlier by 1 ms</source>
@@ -365,6 +493,37 @@
     <message>
         <source>Cancel</source>
         <translation>取消</translation>
+    </message>
+</context>
+<context>
+    <name>ShowCameraInfoUI</name>
+    <message>
+        <source>Camera Info</source>
+        <translation>相机信息</translation>
+    </message>
+    <message>
+        <source>Serial :</source>
+        <translation>序列号：</translation>
+    </message>
+    <message>
+        <source>Manufacturer:</source>
+        <translation>制造商：</translation>
+    </message>
+    <message>
+        <source>Quorvel</source>
+        <translation>Quorvel</translation>
+    </message>
+    <message>
+        <source>Firmware version :</source>
+        <translation>固件版本：</translation>
+    </message>
+    <message>
+        <source>Product: </source>
+        <translation>产品：</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
     </message>
 </context>
 </TS>
