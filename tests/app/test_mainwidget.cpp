@@ -4,6 +4,7 @@
 #include "qvfilepathreminderform.h"
 #include "qvmessagebox.h"
 #include "qvsidepanel.h"
+#include "qvguitest.h"
 #include "qvtestenv.h"
 
 #include <QAction>
@@ -13,6 +14,8 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QSettings>
+
+using qvtest::toasts;
 
 namespace {
 
@@ -28,14 +31,6 @@ QAction* actionNamed(QMenu* menu, const QString& text) {
         if (a->text() == text)
             return a;
     return nullptr;
-}
-
-QList<QvFilePathReminderForm*> toasts() {
-    QList<QvFilePathReminderForm*> out;
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (auto* t = qobject_cast<QvFilePathReminderForm*>(w); t && t->isVisible())
-            out << t;
-    return out;
 }
 
 // Answers the next modal message box with the named button.
@@ -80,8 +75,7 @@ private slots:
     }
     void cleanup() {
         w.reset();
-        for (QvFilePathReminderForm* t : toasts())
-            delete t;
+        qvtest::closeToasts();
     }
 
     void formHasTheNamedChildren() {
