@@ -757,7 +757,18 @@ bool MainWidget::openCameraDescription(const quorvel::CameraDescription& descrip
     }
     if (!opened)
         return false;
+    return showOpenedCamera();
+}
 
+bool MainWidget::openCamera(std::shared_ptr<quorvel::DvsCamera> camera) {
+    leaveCurrentSource();
+    resetSourceTexts();
+    if (!m_live->useCamera(std::move(camera)))
+        return false;
+    return showOpenedCamera();
+}
+
+bool MainWidget::showOpenedCamera() {
     m_mode = m_live->mode() == QvLiveCamera::ModeFusion ? ModeLiveFusion : ModeLiveDvs;
     m_viewerType = m_mode == ModeLiveFusion ? quorvel::STREAM_FUSION : quorvel::STREAM_DVS;
     updateViewerTypeIcon();
@@ -767,6 +778,7 @@ bool MainWidget::openCameraDescription(const quorvel::CameraDescription& descrip
     m_showImageForm->slotSetResolution(width, height);
     emit signalImageReslotionChanged(width, height);
     ui.stack_show_image->setCurrentWidget(m_showImageForm);
+    const QString serial = QString::fromStdString(m_live->description().serial);
     setWindowTitle(QStringLiteral("QuorvelView - %1").arg(serial));
     showCameraSerial(serial);
     setShowTitleInfo(true);

@@ -9,6 +9,7 @@
 #include "qvmessagetype.h"
 
 #include "quorvel/CameraDescription.h"
+#include "quorvel/DvsCamera.h"
 #include "quorvel/StreamType.h"
 
 #include <QString>
@@ -65,6 +66,9 @@ public:
     /// Opens the described camera as a choice in the camera list does (checks, busy indicator,
     /// panels) and starts its stream. True when it streams.
     bool openCameraDescription(const quorvel::CameraDescription& description);
+    /// Streams a camera opened elsewhere (benchmarks, cameras made to order) as if chosen from
+    /// the camera list.
+    bool openCamera(std::shared_ptr<quorvel::DvsCamera> camera);
     QvLiveCamera* liveCamera() const { return m_live; }
     QvFileRecorder* fileRecorder() const { return m_recorder; }
 
@@ -135,6 +139,8 @@ private:
     void buildLiveCamera();
     /// Leaves the recording or camera in use before another source opens.
     void leaveCurrentSource();
+    /// Shows the camera the live control has just opened and starts its stream.
+    bool showOpenedCamera();
     void resetSourceTexts();
     void slotLoss(quint64 lostEvents, quint64 lostPackets, quint64 droppedEvents, const QDateTime& since);
     void buildShortcuts();

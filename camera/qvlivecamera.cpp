@@ -247,6 +247,7 @@ void QvLiveCamera::pullLoop() {
         const int64_t t0 = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count();
         if (cam->getEvents(m_batch) && !m_batch.empty()) {
             m_processor->processEvents(m_batch.data(), m_batch.data() + m_batch.size());
+            m_pulledEvents.fetch_add(m_batch.size(), std::memory_order_relaxed);
             emit signalCameraTimestamp(m_batch.back().timestamp);
         }
         const int64_t now = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count();

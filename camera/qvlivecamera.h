@@ -109,6 +109,8 @@ public:
     QString newRecordingPath() const;
 
     uint32_t dvsTimeInterval() const { return m_dvsTimeIntervalUs; }
+    /// Events the pull thread has handed to the live view since this object was made.
+    uint64_t pulledEvents() const { return m_pulledEvents.load(std::memory_order_relaxed); }
 
 public slots:
     /// Batch time of the DVS camera, from the display settings' accumulation time.
@@ -160,6 +162,7 @@ private:
     std::thread m_pullThread;
     std::shared_ptr<quorvel::DvsCamera> m_pullCamera;
     std::vector<quorvel::Event2D> m_batch;
+    std::atomic<uint64_t> m_pulledEvents{0};
     std::atomic<bool> m_connectionLostReported{false};
 
     bool m_handRecording = false;
