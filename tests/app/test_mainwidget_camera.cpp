@@ -23,6 +23,9 @@
 
 #include <functional>
 
+#include <signal.h>
+#include <sys/resource.h>
+
 namespace {
 
 constexpr const char* kSimDvs = "QVSIM-DVS-0001";
@@ -202,6 +205,29 @@ private slots:
         QTRY_VERIFY(!qvtest::toasts().isEmpty());
         QVERIFY2(qvtest::toastText(qvtest::toasts().first()).startsWith(QLatin1String("Recording failed: ")),
                  qPrintable(qvtest::toastText(qvtest::toasts().first())));
+
+        // A recording the SDK has to stop midway (here: the file may not grow past 2 MB, as on a
+        // full disk) ends with the reason and the path, and what was written stays readable.
+        qvtest::closeToasts();
+        AppSettings::instance()->outputRawFilePath = dir.filePath(QStringLiteral("limited"));
+        QVERIFY(QDir().mkpath(AppSettings::instance()->outputRawFilePath));
+        ::signal(SIGXFSZ, SIG_IGN);
+        rlimit old{};
+        ::getrlimit(RLIMIT_FSIZE, &old);
+        rlimit small = old;
+        small.rlim_cur = 2 << 20;
+        ::setrlimit(RLIMIT_FSIZE, &small);
+        QTest::mouseClick(f().pb_record, Qt::LeftButton);
+        QVERIFY(f().pb_record->isChecked());
+        QTRY_VERIFY_WITH_TIMEOUT(!f().pb_record->isChecked(), 5000);
+        ::setrlimit(RLIMIT_FSIZE, &old);
+        QTRY_VERIFY(!qvtest::toasts().isEmpty());
+        QvFilePathReminderForm* toast = qvtest::toasts().first();
+        QVERIFY2(qvtest::toastText(toast).startsWith(QLatin1String("Recording stopped: ")), qPrintable(qvtest::toastText(toast)));
+        QCOMPARE(toast->directory(), QDir(AppSettings::instance()->outputRawFilePath).absolutePath());
+        const QStringList limited = QDir(AppSettings::instance()->outputRawFilePath).entryList({QStringLiteral("*.raw")});
+        QCOMPARE(limited.size(), 1);
+        QVERIFY(eventsIn(AppSettings::instance()->outputRawFilePath + QLatin1Char('/') + limited.first()) > 1000);
     }
 
     void triggerEdgesStartTimedRecordings() {
