@@ -9,6 +9,7 @@
 #include "qvexportvideoui.h"
 #include "qvfilepathreminderform.h"
 #include "qvfilerecorder.h"
+#include "qvfusioncameradataprocessor.h"
 #include "qvlivecamera.h"
 #include "qvmessagebox.h"
 #include "qvsidepanel.h"
@@ -70,6 +71,7 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
 
     // 2-3. Processors, image view, time slider and busy indicator; the live camera.
     buildPlayback();
+    buildFusionPlayback();
     buildLiveCamera();
 
     // 4. Play bar: no source yet, so every transport control waits for one.
@@ -122,6 +124,8 @@ MainWidget::~MainWidget() {
     m_live = nullptr;
     delete m_recorder;
     m_recorder = nullptr;
+    delete m_fusionProcessor;
+    m_fusionProcessor = nullptr;
     delete m_eventProcessor;
     m_eventProcessor = nullptr;
 }
@@ -159,9 +163,6 @@ void MainWidget::buildPlayback() {
     connect(this, &MainWidget::signalExportVideo, p, &QvEventProcessor::slotExportVideo);
     connect(this, &MainWidget::signalCutRawFile, p, &QvEventProcessor::slotCutRawFile);
     connect(ui.pb_play, &QPushButton::clicked, this, &MainWidget::on_pb_play_clicked);
-    connect(ui.pb_prv, &QPushButton::clicked, p, &QvEventProcessor::preFrame);
-    connect(ui.pb_next, &QPushButton::clicked, p, &QvEventProcessor::nextFrame);
-    connect(ui.pb_stop, &QPushButton::clicked, this, &MainWidget::signalPlaybackReset);
     connect(ui.pb_loop, &QPushButton::toggled, p, &QvEventProcessor::slotPlayLoop);
 
     // Frames and reports come from the processor's threads: queued onto the GUI thread.
@@ -176,11 +177,60 @@ void MainWidget::buildPlayback() {
     connect(p, &QvEventProcessor::signalTriggerList, this, &MainWidget::slotTriggerList, queued);
     connect(p, &QvEventProcessor::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
 
-    // The slider sets the position and the play range.
-    connect(m_slider, &QvThreeHandleSlider::centerValueTrackClick, p, &QvEventProcessor::setPlayPos);
-    connect(m_slider, &QvThreeHandleSlider::centerValueMove, p, &QvEventProcessor::setPlayPos);
-    connect(m_slider, &QvThreeHandleSlider::lowerValueChanged, p, &QvEventProcessor::slotSetLowerTimeStamp);
-    connect(m_slider, &QvThreeHandleSlider::upperValueChanged, p, &QvEventProcessor::slotSetUpperTimeStamp);
+}
+
+void MainWidget::buildFusionPlayback() {
+    m_fusionProcessor = new QvFusionCameraDataProcessor;
+    QvFusionCameraDataProcessor* f = m_fusionProcessor;
+    QvEventProcessor* p = m_eventProcessor;
+    const auto queued = Qt::QueuedConnection;
+    connect(this, &MainWidget::signalOpenFusionFile, f, &QvFusionCameraDataProcessor::slotReadFusionFile);
+    connect(this, &MainWidget::signalSetViewerShowType, f, &QvFusionCameraDataProcessor::slotSetViewerType);
+    connect(ui.pb_loop, &QPushButton::toggled, f, &QvFusionCameraDataProcessor::slotSetReplayFlag);
+    connect(f, &QvFusionCameraDataProcessor::signalFusionImage, m_showImageForm, &ShowImageForm::slotShowImage, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalTimeStamp, this, &MainWidget::showTimeStamp, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalLocalTime, this, &MainWidget::showLocalTime, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalStartTimeStamp, this, &MainWidget::slotSetSliderStartTime, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalEndTimeStamp, this, &MainWidget::slotSetSliderEndTime, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalPlayStatus, this, &MainWidget::slotPlayStatus, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalPalyFileFinished, this, [this] { slotPlayStatus(false); }, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalLoadingStatus, this, &MainWidget::slotSetWaitWinStatus, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
+    // A fusion recording whose video or events cannot be read still plays what it can: its events.
+    connect(f, &QvFusionCameraDataProcessor::signalFusionFileFailed, this,
+            [this](const QString& path, const QString& reason) {
+                if (m_mode != ModeFusionPlayback || path != m_currentFile)
+                    return;
+                emit signalShowLeftBottomTips(
+                    tr("The APS frames of this recording cannot be shown (%1); its events play alone.").arg(reason),
+                    QvMessageWarning, QString());
+                m_mode = ModeRawPlayback;
+                m_playWhenLoaded = true;
+                emit signalOpenRawFile(m_currentFile);
+            },
+            queued);
+
+    // The transport and the slider act on the processor of the recording that is open.
+    const auto fusionMode = [this] { return m_mode == ModeFusionPlayback; };
+    connect(ui.pb_prv, &QPushButton::clicked, this, [=, this] { fusionMode() ? f->preFrame() : p->preFrame(); });
+    connect(ui.pb_next, &QPushButton::clicked, this, [=, this] { fusionMode() ? f->nextFrame() : p->nextFrame(); });
+    connect(ui.pb_stop, &QPushButton::clicked, this, [=, this] {
+        if (fusionMode())
+            f->slotPlaybackReset();
+        else
+            emit signalPlaybackReset();
+    });
+    const auto seek = [=, this](uint64_t ts) { fusionMode() ? f->setPlayPos(ts) : p->setPlayPos(ts); };
+    connect(m_slider, &QvThreeHandleSlider::centerValueTrackClick, this, seek);
+    connect(m_slider, &QvThreeHandleSlider::centerValueMove, this, seek);
+    connect(m_slider, &QvThreeHandleSlider::lowerValueChanged, this,
+            [=, this](uint64_t ts) { fusionMode() ? f->slotSetLowerTimeStamp(ts) : p->slotSetLowerTimeStamp(ts); });
+    connect(m_slider, &QvThreeHandleSlider::upperValueChanged, this,
+            [=, this](uint64_t ts) { fusionMode() ? f->slotSetUpperTimeStamp(ts) : p->slotSetUpperTimeStamp(ts); });
+}
+
+bool MainWidget::playbackBusy() const {
+    return m_eventProcessor->isLoading() || m_eventProcessor->isJobRunning() || m_fusionProcessor->isBusy();
 }
 
 void MainWidget::buildShortcuts() {
@@ -434,7 +484,7 @@ void MainWidget::openRecording(const QString& path) {
         emit signalShowLeftBottomTips(tr("File not found: %1").arg(path), QvMessageError, QString());
         return;
     }
-    if (m_eventProcessor->isLoading()) {
+    if (m_eventProcessor->isLoading() || m_fusionProcessor->isBusy()) {
         emit signalShowLeftBottomTips(tr("A recording is still loading; please wait."), QvMessageWarning, QString());
         return;
     }
@@ -446,9 +496,9 @@ void MainWidget::openRecording(const QString& path) {
     m_settings->inputRawFilePath = info.absolutePath();
     // Live streaming stops and the camera is let go (a running recording is closed first).
     leaveCurrentSource();
-    // A recording with an .mp4 of the same base name beside it is a fusion recording. Its frames
-    // are not played yet: its events play like any other recording.
-    m_mode = ModeRawPlayback;
+    // A recording with an .mp4 of the same base name beside it is a fusion recording.
+    const QString video = QStringLiteral("%1/%2.mp4").arg(info.absolutePath(), info.completeBaseName());
+    m_mode = QFileInfo::exists(video) ? ModeFusionPlayback : ModeRawPlayback;
     m_currentFile = info.absoluteFilePath();
     setWindowTitle(QStringLiteral("QuorvelView - %1").arg(info.fileName()));
     showCameraSerial(info.fileName());
@@ -464,6 +514,13 @@ void MainWidget::openRecording(const QString& path) {
     ui.pb_play->setChecked(false);
     ui.stack_show_image->setCurrentWidget(m_showImageForm);
     m_playWhenLoaded = true;
+    if (m_mode == ModeFusionPlayback) {
+        m_viewerType = quorvel::STREAM_FUSION;
+        updateViewerTypeIcon();
+        m_fusionProcessor->slotSetViewerType(quorvel::STREAM_FUSION);
+        emit signalOpenFusionFile(m_currentFile);
+        return;
+    }
     emit signalOpenRawFile(m_currentFile);
     if (!m_eventProcessor->hasFile()) { // refused at once (not a recording): its toast says why
         m_playWhenLoaded = false;
@@ -474,6 +531,11 @@ void MainWidget::openRecording(const QString& path) {
 void MainWidget::on_pb_play_clicked() {
     if (m_mode == ModeRawPlayback) {
         emit signalPlaybackCtrl(ui.pb_play->isChecked());
+        return;
+    }
+    if (m_mode == ModeFusionPlayback) {
+        m_fusionProcessor->slotPlaybackCtrl(ui.pb_play->isChecked());
+        ui.pb_play->setChecked(m_fusionProcessor->isPlaying());
         return;
     }
     if ((m_mode != ModeLiveDvs && m_mode != ModeLiveFusion) || !m_live->hasCamera()) {
@@ -488,7 +550,8 @@ void MainWidget::on_pb_play_clicked() {
 }
 
 void MainWidget::slotPlayStatus(bool playing) {
-    ui.pb_play->setChecked(playing && m_eventProcessor->isPlaying());
+    const bool running = m_mode == ModeFusionPlayback ? m_fusionProcessor->isPlaying() : m_eventProcessor->isPlaying();
+    ui.pb_play->setChecked(playing && running);
 }
 
 void MainWidget::slotSetWaitWinStatus(bool busy) {
@@ -508,6 +571,20 @@ void MainWidget::slotSetWaitWinStatus(bool busy) {
     if (m_activeBeforeBusy) {
         m_activeBeforeBusy = false;
         activateWindow();
+    }
+    if (m_mode == ModeFusionPlayback) {
+        if (!m_fusionProcessor->hasFile() || m_fusionProcessor->isBusy())
+            return;
+        const QSize size(m_fusionProcessor->imageWidth(), m_fusionProcessor->imageHeight());
+        m_showImageForm->slotSetResolution(size.width(), size.height());
+        emit signalImageReslotionChanged(size.width(), size.height());
+        setPlaybackControlsEnabled(true);
+        if (m_playWhenLoaded) {
+            m_playWhenLoaded = false;
+            ui.pb_play->setChecked(true);
+            m_fusionProcessor->slotPlaybackCtrl(true);
+        }
+        return;
     }
     if (m_mode != ModeRawPlayback || !m_eventProcessor->hasFile() || m_eventProcessor->isLoading())
         return;
@@ -646,7 +723,7 @@ void MainWidget::resetSourceTexts() {
 
 void MainWidget::buildLiveCamera() {
     m_recorder = new QvFileRecorder;
-    m_live = new QvLiveCamera(m_eventProcessor, m_recorder);
+    m_live = new QvLiveCamera(m_eventProcessor, m_fusionProcessor, m_recorder);
     const auto queued = Qt::QueuedConnection;
     connect(m_live, &QvLiveCamera::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
     connect(m_recorder, &QvFileRecorder::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
@@ -697,6 +774,7 @@ void MainWidget::leaveCurrentSource() {
             emit signalPlaybackCtrl(false);
         emit signalOpenRawFile(QString());
     }
+    m_fusionProcessor->closeFile();
     ui.label_lost_events->hide();
 }
 
@@ -722,7 +800,7 @@ bool MainWidget::openCameraBySerial(const QString& serial) {
 }
 
 bool MainWidget::openCameraDescription(const quorvel::CameraDescription& description) {
-    if (m_eventProcessor->isLoading() || m_eventProcessor->isJobRunning()) {
+    if (playbackBusy()) {
         emit signalShowLeftBottomTips(tr("Please wait until the recording has finished loading or writing."),
                                       QvMessageWarning, QString());
         return false;

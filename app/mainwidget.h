@@ -22,6 +22,7 @@ class AppSettings;
 class QDateTime;
 class FramelessHelper;
 class QvFileRecorder;
+class QvFusionCameraDataProcessor;
 class QvLiveCamera;
 class QAction;
 class QMenu;
@@ -51,6 +52,7 @@ public:
     QvSidePanel* apsPanel() const { return m_apsPanel; }
     QMenu* menuOf(QPushButton* menuButton) const;
     QvEventProcessor* eventProcessor() const { return m_eventProcessor; }
+    QvFusionCameraDataProcessor* fusionProcessor() const { return m_fusionProcessor; }
     QvThreeHandleSlider* timeSlider() const { return m_slider; }
     ShowImageForm* imageForm() const { return m_showImageForm; }
     WaitingWin* waitingWindow() const { return m_waitingWin; }
@@ -84,6 +86,7 @@ signals:
     void signalPlaybackReset();
     void signalPlaybackCtrl(bool play);
     void signalOpenRawFile(QString path);
+    void signalOpenFusionFile(QString path);
     void signalExportVideo(QString out_path, QString out_dir, uint64_t start_ts, uint64_t end_ts);
     void signalCutRawFile(QString out_path, QString out_dir, uint64_t start_ts, uint64_t end_ts);
     void signalRecByTime(uint32_t seconds, QString path);
@@ -136,6 +139,9 @@ private:
     void showAbout();
     void updateStatusLine();
     void buildPlayback();
+    void buildFusionPlayback();
+    /// The recording's processor is loading or writing.
+    bool playbackBusy() const;
     void buildLiveCamera();
     /// Leaves the recording or camera in use before another source opens.
     void leaveCurrentSource();
@@ -189,6 +195,7 @@ private:
     std::function<int(QDialog&)> m_dialogRunner;
 
     QvEventProcessor* m_eventProcessor = nullptr;
+    QvFusionCameraDataProcessor* m_fusionProcessor = nullptr;
     QvFileRecorder* m_recorder = nullptr;
     QvLiveCamera* m_live = nullptr;
     QAction* m_openCameraAction = nullptr;

@@ -3,6 +3,7 @@
 #include "appsettings.h"
 #include "qveventprocessor.h"
 #include "qvfilerecorder.h"
+#include "qvfusioncameradataprocessor.h"
 #include "qvutility.h"
 
 #include "quorvel/NetUtils.h"
@@ -28,8 +29,9 @@ struct QvLiveCamera::CallbackGate {
     }
 };
 
-QvLiveCamera::QvLiveCamera(QvEventProcessor* processor, QvFileRecorder* recorder, QObject* parent)
-    : QObject(parent), m_processor(processor), m_recorder(recorder) {
+QvLiveCamera::QvLiveCamera(QvEventProcessor* processor, QvFusionCameraDataProcessor* fusionProcessor,
+                           QvFileRecorder* recorder, QObject* parent)
+    : QObject(parent), m_processor(processor), m_fusionProcessor(fusionProcessor), m_recorder(recorder) {
     qRegisterMetaType<QvMessageType>("QvMessageType");
     qRegisterMetaType<uint32_t>("uint32_t");
     qRegisterMetaType<uint64_t>("uint64_t");
@@ -150,6 +152,9 @@ void QvLiveCamera::prepareOpenedCamera() {
     m_processor->setSourceMode(1);
     cam->setTimeInterval(m_dvsTimeIntervalUs);
     m_recorder->setCamera(cam);
+    // A fusion camera's frames are paired with its events and drawn by the fusion processor.
+    if (m_fusionCamera)
+        m_fusionProcessor->setFusionCamera(m_fusionCamera);
     if (AppSettings::instance()->dvsTriggerInRecEnable)
         applyTriggerInSettings();
     // Started from the GUI thread's timer: this may run on the worker that opens the camera.
@@ -180,6 +185,8 @@ void QvLiveCamera::closeCamera() {
     m_triggerCallbackId = -1;
     m_recorder->joinTimedRecording();
     m_recorder->setCamera(nullptr);
+    if (m_fusionCamera)
+        m_fusionProcessor->setFusionCamera(nullptr);
     m_processor->setSourceMode(0);
     m_dvsCamera.reset();
     m_fusionCamera.reset();
@@ -228,7 +235,8 @@ void QvLiveCamera::stopStreaming() {
         qDebug() << "stop camera.";
     }
     if (wasStreaming) {
-        m_processor->flushFrame();
+        if (!m_fusionCamera) // the fusion view keeps its last frame
+            m_processor->flushFrame();
         emit signalStreamingChanged(false);
     }
 }
@@ -242,11 +250,15 @@ void QvLiveCamera::joinPullThread() {
 void QvLiveCamera::pullLoop() {
     using Clock = std::chrono::steady_clock;
     const std::shared_ptr<quorvel::DvsCamera> cam = m_pullCamera;
+    const bool fusion = m_fusionCamera != nullptr;
     const int64_t roundUs = 1000000 / kPullRate;
     while (m_streaming) {
         const int64_t t0 = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count();
         if (cam->getEvents(m_batch) && !m_batch.empty()) {
-            m_processor->processEvents(m_batch.data(), m_batch.data() + m_batch.size());
+            if (fusion)
+                m_fusionProcessor->addLiveEvents(m_batch.data(), m_batch.data() + m_batch.size());
+            else
+                m_processor->processEvents(m_batch.data(), m_batch.data() + m_batch.size());
             m_pulledEvents.fetch_add(m_batch.size(), std::memory_order_relaxed);
             emit signalCameraTimestamp(m_batch.back().timestamp);
         }
@@ -280,7 +292,8 @@ void QvLiveCamera::onConnectionLost() {
         stopRecording();
     m_recorder->stopRecording();
     if (wasStreaming) {
-        m_processor->flushFrame();
+        if (!m_fusionCamera) // the fusion view keeps its last frame
+            m_processor->flushFrame();
         emit signalStreamingChanged(false);
     }
     emit signalConnectionLost();

@@ -38,6 +38,7 @@
 class QTimer;
 class QvEventProcessor;
 class QvFileRecorder;
+class QvFusionCameraDataProcessor;
 
 class QvLiveCamera : public QObject {
     Q_OBJECT
@@ -53,7 +54,9 @@ public:
     static constexpr const char* kFusionProduct = "Tarnix";
     static constexpr const char* kFusionFirmwareMinimum = "Tarnix_V1.7.2";
 
-    QvLiveCamera(QvEventProcessor* processor, QvFileRecorder* recorder, QObject* parent = nullptr);
+    /// Live DVS events go to `processor`; a fusion camera's frames and events to `fusionProcessor`.
+    QvLiveCamera(QvEventProcessor* processor, QvFusionCameraDataProcessor* fusionProcessor, QvFileRecorder* recorder,
+                 QObject* parent = nullptr);
     ~QvLiveCamera() override;
 
     /// Every camera the SDK reaches now (logged as "Search cameras ..." / "Search end ... find: N").
@@ -146,6 +149,7 @@ private:
     void prepareOpenedCamera();
 
     QvEventProcessor* m_processor;
+    QvFusionCameraDataProcessor* m_fusionProcessor;
     QvFileRecorder* m_recorder;
     quorvel::DvsCameraManager m_manager;
 

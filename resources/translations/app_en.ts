@@ -315,6 +315,10 @@ Since %4</source>
 Dropped by the live view: %3 events
 Since %4</translation>
     </message>
+    <message>
+        <source>The APS frames of this recording cannot be shown (%1); its events play alone.</source>
+        <translation>The APS frames of this recording cannot be shown (%1); its events play alone.</translation>
+    </message>
 </context>
 <context>
     <name>QObject</name>
@@ -419,6 +423,21 @@ Since %4</translation>
     <message>
         <source>Recording end</source>
         <translation>Recording end</translation>
+    </message>
+</context>
+<context>
+    <name>QvFusionCameraDataProcessor</name>
+    <message>
+        <source>The calibration file %1 cannot be read (%2); the calibration in force is used.</source>
+        <translation>The calibration file %1 cannot be read (%2); the calibration in force is used.</translation>
+    </message>
+    <message>
+        <source>Manual calibration parameters were written successfully!</source>
+        <translation>Manual calibration parameters were written successfully!</translation>
+    </message>
+    <message>
+        <source>Manual calibration parameters were written failed!</source>
+        <translation>Manual calibration parameters were written failed!</translation>
     </message>
 </context>
 <context>

@@ -315,6 +315,10 @@ Since %4</source>
 实时视图丢弃：%3 个事件
 开始于 %4</translation>
     </message>
+    <message>
+        <source>The APS frames of this recording cannot be shown (%1); its events play alone.</source>
+        <translation>无法显示此录制文件的 APS 帧（%1），仅播放其事件。</translation>
+    </message>
 </context>
 <context>
     <name>QObject</name>
@@ -419,6 +423,21 @@ Since %4</source>
     <message>
         <source>Recording end</source>
         <translation>录制结束</translation>
+    </message>
+</context>
+<context>
+    <name>QvFusionCameraDataProcessor</name>
+    <message>
+        <source>The calibration file %1 cannot be read (%2); the calibration in force is used.</source>
+        <translation>无法读取标定文件 %1（%2），将使用当前生效的标定。</translation>
+    </message>
+    <message>
+        <source>Manual calibration parameters were written successfully!</source>
+        <translation>手动标定参数写入成功！</translation>
+    </message>
+    <message>
+        <source>Manual calibration parameters were written failed!</source>
+        <translation>手动标定参数写入失败！</translation>
     </message>
 </context>
 <context>

@@ -10,6 +10,7 @@
 #include "qvlivecamera.h"
 #include "qvtestenv.h"
 #include "showcamerainfoui.h"
+#include "showimageform.h"
 
 #include "quorvel/DvsFileReader.h"
 
@@ -74,8 +75,8 @@ private:
     void openAndStream(const char* serial) {
         QVERIFY(w->openCameraBySerial(QLatin1String(serial)));
         QVERIFY(f().pb_play->isChecked());
-        const uint64_t frames = w->eventProcessor()->renderedFrames();
-        QTRY_VERIFY(w->eventProcessor()->renderedFrames() > frames + 5);
+        const quint64 frames = w->imageForm()->shownFrames();
+        QTRY_VERIFY(w->imageForm()->shownFrames() > frames + 5);
     }
 
 private slots:
