@@ -242,15 +242,12 @@ void MainWidget::buildMenus() {
 }
 
 void MainWidget::buildSidePanels() {
-    const QString noCamera = tr("Open a camera to change its settings.");
-    m_cameraPanel = new QvSidePanel(tr("Camera Setting"), noCamera, ui.widget_side_panels);
-    m_cameraPanel->setObjectName(QStringLiteral("SidebarCameraSettingUI"));
+    m_cameraPanel = new SidebarCameraSettingUI(ui.widget_side_panels);
     m_apsPanel = new QvSidePanel(tr("APS Setting"), tr("Open a fusion camera to change its APS settings."),
                                  ui.widget_side_panels);
     m_apsPanel->setObjectName(QStringLiteral("SidebarApsSettingUI"));
-    m_dvsPanel = new QvSidePanel(tr("DVS Setting"), noCamera, ui.widget_side_panels);
-    m_dvsPanel->setObjectName(QStringLiteral("SidebarDvsSettingUI"));
-    for (QvSidePanel* p : {m_cameraPanel, m_apsPanel, m_dvsPanel})
+    m_dvsPanel = new SidebarDvsSettingUI(ui.widget_side_panels);
+    for (QWidget* p : std::initializer_list<QWidget*>{m_cameraPanel, m_apsPanel, m_dvsPanel})
         ui.layout_side_panels->addWidget(p);
     // The camera panel is the one shown at start; the bar itself opens folded.
     m_apsPanel->hide();
@@ -260,6 +257,15 @@ void MainWidget::buildSidePanels() {
     ui.pb_fold_dvs_setting->setToolTip(tr("DVS Setting"));
     ui.pb_fold_aps_setting->setToolTip(tr("APS Setting"));
     ui.pb_fold_setting->setToolTip(tr("Show or hide the settings panel"));
+
+    // Display settings go to the processors. A slow rate of 0.03 arrives as 0 frames per second,
+    // which the processor must never be given (it divides by it): that value is dropped.
+    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_eventProcessor, &QvEventProcessor::setAccTime);
+    connect(m_cameraPanel, &SettingUI::signalFpsChanged, this, [this](uint32_t fps) {
+        if (fps > 0)
+            m_eventProcessor->setFps(static_cast<int>(fps));
+    });
+    connect(m_dvsPanel, &SettingUI::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
 }
 
 void MainWidget::setPlayBarToolTips() {
@@ -306,8 +312,8 @@ void MainWidget::maximizedChanged(bool max) {
     ui.setTitleBarMaximized(max);
 }
 
-void MainWidget::foldSideBar(QPushButton* button, QvSidePanel* panel, bool checked) {
-    const std::pair<QPushButton*, QvSidePanel*> pairs[] = {
+void MainWidget::foldSideBar(QPushButton* button, QWidget* panel, bool checked) {
+    const std::pair<QPushButton*, QWidget*> pairs[] = {
         {ui.pb_fold_general_setting, m_cameraPanel},
         {ui.pb_fold_dvs_setting, m_dvsPanel},
         {ui.pb_fold_aps_setting, m_apsPanel},
@@ -447,6 +453,8 @@ void MainWidget::openRecording(const QString& path) {
     setPlaybackControlsEnabled(false);
     ui.pb_play->setChecked(false);
     ui.stack_show_image->setCurrentWidget(m_showImageForm);
+    // A recording has no tools to set: the DVS panel drops its groups and buttons.
+    m_dvsPanel->clearToolUI();
     m_playWhenLoaded = true;
     emit signalOpenRawFile(m_currentFile);
     if (!m_eventProcessor->hasFile()) { // refused at once (not a recording): its toast says why
