@@ -10,7 +10,7 @@
 SettingBaseWithComboBox::SettingBaseWithComboBox(const std::string& name, QWidget* parent) : QWidget(parent) {
     setObjectName(QStringLiteral("SettingBaseWithComboBox"));
     auto* line = new QHBoxLayout(this);
-    line->setContentsMargins(12, 4, 12, 4);
+    line->setContentsMargins(10, 3, 8, 3);
     lb_set_item_name = new QLabel(SettingNames::displayForm(name), this);
     lb_set_item_name->setObjectName(QStringLiteral("lb_set_item_name"));
     lb_set_item_name->setStyleSheet(QStringLiteral("font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;"));
@@ -20,7 +20,8 @@ SettingBaseWithComboBox::SettingBaseWithComboBox(const std::string& name, QWidge
     // Only the tool's own options: a typed text would reach the camera (which refuses it) and the
     // configuration file (which must stay loadable) on every keystroke.
     cb_item->comboBox()->setEditable(false);
-    cb_item->setFixedWidth(180);
+    cb_item->setMinimumWidth(110);
+    cb_item->setMaximumWidth(160);
     line->addWidget(cb_item);
     connect(cb_item->comboBox(), &QComboBox::currentTextChanged, this,
             [this](const QString& text) { emit signalItemValueChanged(parameterName(), text.toStdString()); });

@@ -46,7 +46,7 @@ SettingBaseWithLineEdit::SettingBaseWithLineEdit(const std::string& name, QWidge
 void SettingBaseWithLineEdit::setupUi(const QString& label) {
     setObjectName(QStringLiteral("SettingBaseWithLineEdit"));
     auto* rows = new QVBoxLayout(this);
-    rows->setContentsMargins(12, 4, 12, 4);
+    rows->setContentsMargins(10, 3, 4, 3);
     rows->setSpacing(4);
 
     auto* line = new QHBoxLayout;
@@ -60,7 +60,7 @@ void SettingBaseWithLineEdit::setupUi(const QString& label) {
     widget->setObjectName(QStringLiteral("widget"));
     widget->setAttribute(Qt::WA_StyledBackground, true);
     widget->setStyleSheet(QStringLiteral("#widget{background: #F7F7F7; border-radius: 3px;}"));
-    widget->setFixedWidth(132);
+    widget->setFixedWidth(116);
     auto* box = new QHBoxLayout(widget);
     box->setContentsMargins(2, 2, 2, 2);
     box->setSpacing(2);
@@ -78,7 +78,7 @@ void SettingBaseWithLineEdit::setupUi(const QString& label) {
     lb_unit = new QLabel(this);
     lb_unit->setObjectName(QStringLiteral("lb_unit"));
     lb_unit->setAlignment(Qt::AlignCenter);
-    lb_unit->setFixedWidth(48);
+    lb_unit->setFixedWidth(40);
     lb_unit->setStyleSheet(QStringLiteral("font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;"));
     line->addWidget(lb_unit);
     rows->addLayout(line);

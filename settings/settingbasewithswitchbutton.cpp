@@ -11,7 +11,7 @@ SettingBaseWithSwitchButton::SettingBaseWithSwitchButton(const std::string& name
     : QWidget(parent) {
     setObjectName(QStringLiteral("SettingBaseWithSwitchButton"));
     auto* line = new QHBoxLayout(this);
-    line->setContentsMargins(12, 4, 12, 4);
+    line->setContentsMargins(10, 3, 8, 3);
     lb_item_name = new QLabel(SettingNames::displayForm(name), this);
     lb_item_name->setObjectName(QStringLiteral("lb_item_name"));
     lb_item_name->setStyleSheet(QStringLiteral("font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;"));

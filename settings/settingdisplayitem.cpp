@@ -26,7 +26,7 @@ bool slowRateValid(const QString& text, double* rate) {
 SettingDisplayItem::SettingDisplayItem(QWidget* parent) : QWidget(parent) {
     setObjectName(QStringLiteral("SettingDisplayItem"));
     auto* grid = new QGridLayout(this);
-    grid->setContentsMargins(12, 6, 12, 6);
+    grid->setContentsMargins(10, 6, 8, 6);
     grid->setHorizontalSpacing(10);
     grid->setVerticalSpacing(6);
     const QString labelStyle = QStringLiteral("font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;");
@@ -41,7 +41,7 @@ SettingDisplayItem::SettingDisplayItem(QWidget* parent) : QWidget(parent) {
     widget_combobox_frame_rate = new QvComboBox(this);
     widget_combobox_frame_rate->setObjectName(QStringLiteral("widget_combobox_frame_rate"));
     for (QvComboBox* list : {widget_combobox_accumulation_time, widget_combobox_frame_rate})
-        list->setFixedWidth(180);
+        list->setMinimumWidth(110);
     grid->addWidget(label, 0, 0);
     grid->addWidget(widget_combobox_accumulation_time, 0, 1);
     grid->addWidget(label_2, 1, 0);

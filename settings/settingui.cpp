@@ -18,7 +18,7 @@ SettingUI::SettingUI(QWidget* parent) : QWidget(parent) {
     setStyleSheet(QStringLiteral("SettingUI{background: white; border-radius: 9px;}"));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     auto* outer = new QVBoxLayout(this);
-    outer->setContentsMargins(12, 14, 12, 14);
+    outer->setContentsMargins(10, 14, 10, 14);
     outer->setSpacing(10);
 
     lb_setting_ui = new QLabel(this);

@@ -47,11 +47,11 @@ QPushButton* barButton(QWidget* parent, const char* name, const QString& text, c
     b->setFlat(true);
     b->setCursor(Qt::PointingHandCursor);
     b->setIcon(QIcon(QStringLiteral(":/img/assets/%1.svg").arg(QLatin1String(icon))));
-    b->setIconSize(QSize(16, 16));
+    b->setIconSize(QSize(14, 14));
     b->setMinimumHeight(30);
     b->setStyleSheet(QStringLiteral(
         "QPushButton{border: none; border-radius: 4px; background: transparent; color: #004B6A; "
-        "font: 12px \"Noto Sans SC Medium\"; padding: 0px 6px;}"
+        "font: 12px \"Noto Sans SC Medium\"; padding: 0px 2px;}"
         "QPushButton:hover{background: #D7E7EE;}QPushButton:pressed{background: #C3D8E0;}"));
     return b;
 }
@@ -94,7 +94,7 @@ void SidebarDvsSettingUI::buildButtonBar() {
     line->setStyleSheet(QStringLiteral("background: #004B6A; border: none;"));
     column->addWidget(line);
     auto* buttons = new QHBoxLayout;
-    buttons->setSpacing(4);
+    buttons->setSpacing(2);
     QPushButton* def = barButton(m_buttonBar, "default_button", tr("Default"), "icon_reset_value");
     QPushButton* refresh = barButton(m_buttonBar, "refresh_button", tr("Refresh"), "icon_refresh");
     QPushButton* load = barButton(m_buttonBar, "import_button", tr("Load"), "icon_load");
