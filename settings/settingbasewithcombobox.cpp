@@ -13,7 +13,6 @@ SettingBaseWithComboBox::SettingBaseWithComboBox(const std::string& name, QWidge
     line->setContentsMargins(10, 3, 8, 3);
     lb_set_item_name = new QLabel(SettingNames::displayForm(name), this);
     lb_set_item_name->setObjectName(QStringLiteral("lb_set_item_name"));
-    lb_set_item_name->setStyleSheet(QStringLiteral("font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;"));
     line->addWidget(lb_set_item_name, 1);
     cb_item = new QvComboBox(this);
     cb_item->setObjectName(QStringLiteral("cb_item"));

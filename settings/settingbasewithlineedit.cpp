@@ -13,16 +13,12 @@
 
 namespace {
 
-QPushButton* stepButton(QWidget* parent, const char* name, const char* icon) {
+QPushButton* stepButton(QWidget* parent, const char* name) {
     auto* b = new QPushButton(parent);
     b->setObjectName(QLatin1String(name));
     b->setFixedSize(20, 20);
     // The value is typed or stepped while the line edit keeps the focus (and its slider shows).
     b->setFocusPolicy(Qt::NoFocus);
-    b->setStyleSheet(QStringLiteral("QPushButton{border: none; background: transparent; "
-                                    "image: url(:/img/assets/%1.svg);}"
-                                    "QPushButton:pressed{image: url(:/img/assets/%1_pressed.svg);}")
-                         .arg(QLatin1String(icon)));
     return b;
 }
 
@@ -53,23 +49,21 @@ void SettingBaseWithLineEdit::setupUi(const QString& label) {
     line->setSpacing(6);
     lb_set_item_name = new QLabel(label, this);
     lb_set_item_name->setObjectName(QStringLiteral("lb_set_item_name"));
-    lb_set_item_name->setStyleSheet(QStringLiteral("font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;"));
     line->addWidget(lb_set_item_name, 1);
 
     widget = new QWidget(this);
     widget->setObjectName(QStringLiteral("widget"));
     widget->setAttribute(Qt::WA_StyledBackground, true);
-    widget->setStyleSheet(QStringLiteral("#widget{background: #F7F7F7; border-radius: 3px;}"));
     widget->setFixedWidth(116);
     auto* box = new QHBoxLayout(widget);
     box->setContentsMargins(2, 2, 2, 2);
     box->setSpacing(2);
-    pb_sub_item_value = stepButton(widget, "pb_sub_item_value", "btn_setting_minus");
+    pb_sub_item_value = stepButton(widget, "pb_sub_item_value");
     le_ds_line_edit = new QvLineEdit(widget);
     le_ds_line_edit->setObjectName(QStringLiteral("le_ds_line_edit"));
     lineEdit()->setAlignment(Qt::AlignCenter);
     lineEdit()->setMinimumHeight(22);
-    pb_add_item_value = stepButton(widget, "pb_add_item_value", "btn_setting_plus");
+    pb_add_item_value = stepButton(widget, "pb_add_item_value");
     box->addWidget(pb_sub_item_value);
     box->addWidget(le_ds_line_edit, 1);
     box->addWidget(pb_add_item_value);
@@ -79,7 +73,6 @@ void SettingBaseWithLineEdit::setupUi(const QString& label) {
     lb_unit->setObjectName(QStringLiteral("lb_unit"));
     lb_unit->setAlignment(Qt::AlignCenter);
     lb_unit->setFixedWidth(40);
-    lb_unit->setStyleSheet(QStringLiteral("font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;"));
     line->addWidget(lb_unit);
     rows->addLayout(line);
 
@@ -89,10 +82,6 @@ void SettingBaseWithLineEdit::setupUi(const QString& label) {
     sliderRow->setContentsMargins(0, 0, 0, 0);
     horizontalSlider = new QSlider(Qt::Horizontal, widget_with_slider);
     horizontalSlider->setObjectName(QStringLiteral("horizontalSlider"));
-    horizontalSlider->setStyleSheet(QStringLiteral(
-        "QSlider::groove:horizontal{height: 4px; background: #D7E7EE; border-radius: 2px;}"
-        "QSlider::sub-page:horizontal{background: #004B6A; border-radius: 2px;}"
-        "QSlider::handle:horizontal{width: 12px; margin: -5px 0; border-radius: 6px; background: #004B6A;}"));
     sliderRow->addWidget(horizontalSlider);
     rows->addWidget(widget_with_slider);
 }

@@ -14,16 +14,12 @@ SettingBaseWithSwitchButton::SettingBaseWithSwitchButton(const std::string& name
     line->setContentsMargins(10, 3, 8, 3);
     lb_item_name = new QLabel(SettingNames::displayForm(name), this);
     lb_item_name->setObjectName(QStringLiteral("lb_item_name"));
-    lb_item_name->setStyleSheet(QStringLiteral("font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;"));
     line->addWidget(lb_item_name, 1);
     m_switch = new QPushButton(this);
     m_switch->setObjectName(QStringLiteral("switchButton"));
     m_switch->setCheckable(true);
     m_switch->setFixedSize(36, 20);
     m_switch->setCursor(Qt::PointingHandCursor);
-    m_switch->setStyleSheet(QStringLiteral(
-        "QPushButton{border: none; background: transparent; image: url(:/img/assets/btn_switch_disable.svg);}"
-        "QPushButton:checked{image: url(:/img/assets/btn_switch_enable.svg);}"));
     line->addWidget(m_switch);
     connect(m_switch, &QPushButton::clicked, this,
             [this](bool checked) { emit signalItemValueChanged(parameterName(), checked); });

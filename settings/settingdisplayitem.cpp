@@ -29,13 +29,10 @@ SettingDisplayItem::SettingDisplayItem(QWidget* parent) : QWidget(parent) {
     grid->setContentsMargins(10, 6, 8, 6);
     grid->setHorizontalSpacing(10);
     grid->setVerticalSpacing(6);
-    const QString labelStyle = QStringLiteral("font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;");
     label = new QLabel(tr("Accumulation time"), this);
     label->setObjectName(QStringLiteral("label"));
-    label->setStyleSheet(labelStyle);
     label_2 = new QLabel(tr("Slow Rate"), this);
     label_2->setObjectName(QStringLiteral("label_2"));
-    label_2->setStyleSheet(labelStyle);
     widget_combobox_accumulation_time = new QvComboBox(this);
     widget_combobox_accumulation_time->setObjectName(QStringLiteral("widget_combobox_accumulation_time"));
     widget_combobox_frame_rate = new QvComboBox(this);

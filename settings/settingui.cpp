@@ -15,7 +15,24 @@ SettingUI::SettingUI(QWidget* parent) : QWidget(parent) {
     qRegisterMetaType<std::string>("std::string");
     setObjectName(QStringLiteral("SettingUI"));
     setAttribute(Qt::WA_StyledBackground, true);
-    setStyleSheet(QStringLiteral("SettingUI{background: white; border-radius: 9px;}"));
+    // The rows' fixed looks live here, once per panel: a style sheet of their own on every row
+    // would be parsed and resolved row by row, which was most of the time of building a panel.
+    // Only the states that are rewritten at run time (line edits, choice lists, group title
+    // bars) keep sheets of their own.
+    setStyleSheet(QStringLiteral(
+        "SettingUI{background: white; border-radius: 9px;}"
+        "#lb_set_item_name, #lb_unit, #lb_item_name, SettingDisplayItem QLabel"
+        "{font: 12px \"Noto Sans SC Medium\"; color: #7C7C7C;}"
+        "SettingBaseWithLineEdit #widget{background: #F7F7F7; border-radius: 3px;}"
+        "#pb_sub_item_value{border: none; background: transparent; image: url(:/img/assets/btn_setting_minus.svg);}"
+        "#pb_sub_item_value:pressed{image: url(:/img/assets/btn_setting_minus_pressed.svg);}"
+        "#pb_add_item_value{border: none; background: transparent; image: url(:/img/assets/btn_setting_plus.svg);}"
+        "#pb_add_item_value:pressed{image: url(:/img/assets/btn_setting_plus_pressed.svg);}"
+        "#horizontalSlider::groove:horizontal{height: 4px; background: #D7E7EE; border-radius: 2px;}"
+        "#horizontalSlider::sub-page:horizontal{background: #004B6A; border-radius: 2px;}"
+        "#horizontalSlider::handle:horizontal{width: 12px; margin: -5px 0; border-radius: 6px; background: #004B6A;}"
+        "#switchButton{border: none; background: transparent; image: url(:/img/assets/btn_switch_disable.svg);}"
+        "#switchButton:checked{image: url(:/img/assets/btn_switch_enable.svg);}"));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(10, 14, 10, 14);

@@ -12,10 +12,6 @@
 QvToolTip::QvToolTip(const QString& text, QWidget* target)
     : QWidget(target, Qt::ToolTip | Qt::FramelessWindowHint), m_target(target) {
     setAttribute(Qt::WA_TranslucentBackground);
-    setStyleSheet(QStringLiteral(
-        ".QvToolTip{min-width: 100px; min-height: 20px; max-height: 20px;}"
-        "QLabel{font: 10px \"Noto Sans SC Medium\"; color: #646464; background: white; "
-        "border: 1px solid #D7E7EE; border-radius: 3px; padding: 0px 6px;}"));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     m_label = new QLabel(text, this);
@@ -37,6 +33,12 @@ void QvToolTip::setText(const QString& text) {
 }
 
 void QvToolTip::showAt(const QPoint& globalPos) {
+    // Styled when first shown: a panel attaches one to every row, and most are never shown.
+    if (styleSheet().isEmpty())
+        setStyleSheet(QStringLiteral(
+            ".QvToolTip{min-width: 100px; min-height: 20px; max-height: 20px;}"
+            "QLabel{font: 10px \"Noto Sans SC Medium\"; color: #646464; background: white; "
+            "border: 1px solid #D7E7EE; border-radius: 3px; padding: 0px 6px;}"));
     adjustSize();
     QPoint p = globalPos;
     if (const QScreen* screen = QGuiApplication::screenAt(globalPos)) {

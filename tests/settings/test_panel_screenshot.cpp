@@ -4,6 +4,8 @@
 
 #include "mainwidget.h"
 #include "qvtestenv.h"
+#include "qvlineedit.h"
+#include "settingbasewithlineedit.h"
 #include "settingitembox.h"
 #include "startup.h"
 
@@ -59,6 +61,9 @@ class PanelScreenshotTest : public QObject {
         SettingItemBox* flicker = w.dvsPanel()->toolGroup(quorvel::TOOL_ANTI_FLICKER);
         biases->setFolded(false);
         flicker->setFolded(false);
+        // The first bias row as while it is being edited: its slider shows.
+        auto* edited = biases->findChild<SettingBaseWithLineEdit*>();
+        emit edited->lineEdit()->signalMouseHoverd(true);
         QTest::qWait(400);
         const QImage img = grab(&w);
         keep(img, file);
@@ -75,6 +80,12 @@ class PanelScreenshotTest : public QObject {
         QCOMPARE(barColour(biases), QColor("#E1E9ED"));
         QCOMPARE(barColour(w.dvsPanel()->toolGroup(quorvel::TOOL_ROI)), QColor("#F4F5F7"));
         QVERIFY(inkPixels(img, &w, biases, qRgb(255, 255, 255)) > 400);
+        // The slider's handle is drawn in the brand colour.
+        QWidget* slider = edited->findChild<QWidget*>("horizontalSlider");
+        int brand = 0;
+        for (int x = 0; x < slider->width(); ++x)
+            brand += QColor(img.pixel(slider->mapTo(&w, QPoint(x, slider->height() / 2)))) == QColor("#004B6A");
+        QVERIFY2(brand > 8, qPrintable(QString::number(brand)));
     }
 
 private slots:
