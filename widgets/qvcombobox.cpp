@@ -5,6 +5,7 @@
 #include <QAbstractItemView>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QWheelEvent>
 
 void NoFocusFrameDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                                  const QModelIndex& index) const {
@@ -13,7 +14,17 @@ void NoFocusFrameDelegate::paint(QPainter* painter, const QStyleOptionViewItem& 
     QStyledItemDelegate::paint(painter, plain, index);
 }
 
-QVComboBoxBase::QVComboBoxBase(QWidget* parent) : QComboBox(parent) {}
+QVComboBoxBase::QVComboBoxBase(QWidget* parent) : QComboBox(parent) {
+    setFocusPolicy(Qt::StrongFocus);
+}
+
+void QVComboBoxBase::wheelEvent(QWheelEvent* event) {
+    if (!hasFocus()) {
+        event->ignore();
+        return;
+    }
+    QComboBox::wheelEvent(event);
+}
 
 void QVComboBoxBase::showPopup() {
     QComboBox::showPopup();

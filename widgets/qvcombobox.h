@@ -42,6 +42,9 @@ signals:
 protected:
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
+    /// Without the keyboard focus the wheel scrolls whatever holds the box (a settings panel),
+    /// instead of changing the choice under the pointer.
+    void wheelEvent(QWheelEvent* event) override;
 
 private:
     bool m_popupShown = false;

@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QSignalSpy>
 #include <QVBoxLayout>
+#include <QWheelEvent>
 
 class StyledInputsTest : public QObject {
     Q_OBJECT
@@ -86,6 +87,14 @@ private slots:
         QApplication::sendEvent(box.comboBox(), &enter);
         QApplication::sendEvent(box.comboBox(), &leave);
         QCOMPARE(box.frame()->styleSheet(), QString("border: 2px solid transparent;                border-radius: 3px;"));
+
+        // Scrolling a panel across an unfocused box leaves its choice alone.
+        QWheelEvent wheel(QPointF(5, 5), box.comboBox()->mapToGlobal(QPointF(5, 5)), {}, QPoint(0, -120), Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        box.comboBox()->setCurrentIndex(0);
+        box.comboBox()->clearFocus();
+        QApplication::sendEvent(box.comboBox(), &wheel);
+        QCOMPARE(box.comboBox()->currentIndex(), 0);
     }
 
     void popUpStripGoesUnderItsAnchorOrTheLineEdit() {
