@@ -1,7 +1,6 @@
 #include "sidebardvssettingui.h"
 
 #include "appsettings.h"
-#include "qvutility.h"
 #include "settingbasewithcombobox.h"
 #include "settingbasewithlineedit.h"
 #include "settingbasewithswitchbutton.h"
@@ -16,7 +15,6 @@
 #include <QFileDialog>
 #include <QFrame>
 #include <QHBoxLayout>
-#include <QJsonValue>
 #include <QLabel>
 #include <QPushButton>
 #include <QStandardPaths>
@@ -298,32 +296,15 @@ void SidebarDvsSettingUI::buildGroup(Kind kind, std::shared_ptr<quorvel::CameraT
     updateEmptyNote();
 }
 
-void SidebarDvsSettingUI::record(Kind kind, const std::string& name, const QJsonValue& value) {
-    QvUtility::updateJsonValue(AppSettings::instance()->dvsCameraCurrentConfigPath,
-                               QLatin1String(quorvel::toolSectionKey(kToolTypes[kind])), QString::fromStdString(name),
-                               value);
-}
-
-// A value the tool refuses is not recorded: the SDK loads a configuration file only when every
-// value in it is acceptable, so one refused value would make the whole file unloadable.
-void SidebarDvsSettingUI::deliver(Kind kind, const std::string& name, int value) {
-    if (m_tools[kind] && m_tools[kind]->setIntParam(name, value))
-        record(kind, name, value);
-}
-
-void SidebarDvsSettingUI::deliver(Kind kind, const std::string& name, bool value) {
-    if (m_tools[kind] && m_tools[kind]->setBoolParam(name, value))
-        record(kind, name, value);
-}
-
-void SidebarDvsSettingUI::deliver(Kind kind, const std::string& name, const std::string& value) {
-    if (m_tools[kind] && m_tools[kind]->setEnumParam(name, value))
-        record(kind, name, QString::fromStdString(value));
+template <typename T>
+void SidebarDvsSettingUI::deliver(Kind kind, const std::string& name, const T& value) {
+    deliverToolValue(m_tools[kind].get(), quorvel::toolSectionKey(kToolTypes[kind]),
+                     AppSettings::instance()->dvsCameraCurrentConfigPath, name, value);
 }
 
 void SidebarDvsSettingUI::deliverFloat(Kind kind, const std::string& name, int value) {
-    if (m_tools[kind] && m_tools[kind]->setFloatParam(name, static_cast<float>(value)))
-        record(kind, name, value);
+    deliverToolWholeUnits(m_tools[kind].get(), quorvel::toolSectionKey(kToolTypes[kind]),
+                          AppSettings::instance()->dvsCameraCurrentConfigPath, name, value);
 }
 
 void SidebarDvsSettingUI::onBiasSliderValueChanged(const std::string& name, int value) {

@@ -107,11 +107,9 @@ private:
     void updateEmptyNote();
     /// Sets the value on the tool and, when it is accepted, records it in the current DVS
     /// configuration file under the tool's section.
-    void deliver(Kind kind, const std::string& name, int value);
-    void deliver(Kind kind, const std::string& name, bool value);
-    void deliver(Kind kind, const std::string& name, const std::string& value);
+    template <typename T>
+    void deliver(Kind kind, const std::string& name, const T& value);
     void deliverFloat(Kind kind, const std::string& name, int value);
-    void record(Kind kind, const std::string& name, const class QJsonValue& value);
     QString chooseFile(bool save);
 
     std::shared_ptr<quorvel::DvsCamera> m_camera;

@@ -5,10 +5,12 @@
 #include "settingbasewithswitchbutton.h"
 #include "settingitembox.h"
 #include "settingui.h"
+#include "qvutility.h"
 
 #include "quorvel/CameraTool.h"
 
 #include <QDebug>
+#include <QJsonValue>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -135,4 +137,37 @@ void buildToolGroup(SettingUI& panel, SettingItemBox*& group, quorvel::CameraToo
     box->setFolded(true);
     group = box;
     panel.insertBeforeSpacer(box);
+}
+
+namespace {
+
+bool recordIfAccepted(bool accepted, const char* section, const QString& configPath, const std::string& name,
+                      const QJsonValue& value) {
+    if (accepted && section && *section)
+        QvUtility::updateJsonValue(configPath, QLatin1String(section), QString::fromStdString(name), value);
+    return accepted;
+}
+
+} // namespace
+
+bool deliverToolValue(quorvel::CameraTool* tool, const char* section, const QString& configPath,
+                      const std::string& name, int value) {
+    return recordIfAccepted(tool && tool->setIntParam(name, value), section, configPath, name, value);
+}
+
+bool deliverToolValue(quorvel::CameraTool* tool, const char* section, const QString& configPath,
+                      const std::string& name, bool value) {
+    return recordIfAccepted(tool && tool->setBoolParam(name, value), section, configPath, name, value);
+}
+
+bool deliverToolValue(quorvel::CameraTool* tool, const char* section, const QString& configPath,
+                      const std::string& name, const std::string& value) {
+    return recordIfAccepted(tool && tool->setEnumParam(name, value), section, configPath, name,
+                            QString::fromStdString(value));
+}
+
+bool deliverToolWholeUnits(quorvel::CameraTool* tool, const char* section, const QString& configPath,
+                           const std::string& name, int value) {
+    return recordIfAccepted(tool && tool->setFloatParam(name, static_cast<float>(value)), section, configPath, name,
+                            value);
 }

@@ -59,3 +59,18 @@ void buildToolGroup(SettingUI& panel, SettingItemBox*& group, quorvel::CameraToo
 
 /// A float truncated toward zero and held to the int range.
 int wholeUnits(float value);
+
+/// Delivery of a row's value to its tool: the tool's setter of the value's type; then, when the
+/// tool accepted the value and `section` is given, the value is recorded under (section, name)
+/// in the JSON configuration file at `configPath` (a refused value is never recorded: the SDK
+/// loads a configuration file only when every value in it is acceptable). Returns whether the
+/// tool accepted the value; a null tool accepts nothing.
+bool deliverToolValue(quorvel::CameraTool* tool, const char* section, const QString& configPath,
+                      const std::string& name, int value);
+bool deliverToolValue(quorvel::CameraTool* tool, const char* section, const QString& configPath,
+                      const std::string& name, bool value);
+bool deliverToolValue(quorvel::CameraTool* tool, const char* section, const QString& configPath,
+                      const std::string& name, const std::string& value);
+/// A float parameter adjusted in whole units: set as float, recorded as the integer.
+bool deliverToolWholeUnits(quorvel::CameraTool* tool, const char* section, const QString& configPath,
+                           const std::string& name, int value);
