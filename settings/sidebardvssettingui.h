@@ -10,6 +10,8 @@
 // tool refuses the window. Read-back (Refresh, a successful load, the end of building the ROI
 // group) pushes the camera's values into the rows; a row whose value changes reports it again,
 // so the value is also written back to the tool and the file.
+// Pushed values find their rows by parameter name alone, across groups: parameters of the same
+// name in different tools (each filter's "enable") all show the value pushed last.
 //
 // When a DVS camera is opened its current configuration file is loaded into it, unless the
 // camera keeps its own settings (keepsOwnSettings).
