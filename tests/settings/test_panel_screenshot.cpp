@@ -96,19 +96,6 @@ private slots:
     void dvsPanelInEnglish() { showDvsPanel("en", "dvs-panel-en.png"); }
     void dvsPanelInChinese() { showDvsPanel("zh", "dvs-panel-zh.png"); }
 
-    void cameraPanelWithTheDisplaySettings() {
-        QVERIFY(loadLanguage("en"));
-        MainWidget w;
-        w.resize(1440, 900);
-        w.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
-        w.form().pb_fold_general_setting->click();
-        w.cameraPanel()->displayGroup()->setFolded(false);
-        QTest::qWait(300);
-        const QImage img = grab(&w);
-        keep(img, "camera-panel-en.png");
-        QVERIFY(inkPixels(img, &w, w.cameraPanel()->displayGroup(), qRgb(255, 255, 255)) > 300);
-    }
 };
 
 QV_TEST_MAIN(PanelScreenshotTest)
