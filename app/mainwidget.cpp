@@ -306,15 +306,12 @@ void MainWidget::buildMenus() {
 }
 
 void MainWidget::buildSidePanels() {
-    const QString noCamera = tr("Open a camera to change its settings.");
-    m_cameraPanel = new QvSidePanel(tr("Camera Setting"), noCamera, ui.widget_side_panels);
-    m_cameraPanel->setObjectName(QStringLiteral("SidebarCameraSettingUI"));
+    m_cameraPanel = new SidebarCameraSettingUI(ui.widget_side_panels);
     m_apsPanel = new QvSidePanel(tr("APS Setting"), tr("Open a fusion camera to change its APS settings."),
                                  ui.widget_side_panels);
     m_apsPanel->setObjectName(QStringLiteral("SidebarApsSettingUI"));
-    m_dvsPanel = new QvSidePanel(tr("DVS Setting"), noCamera, ui.widget_side_panels);
-    m_dvsPanel->setObjectName(QStringLiteral("SidebarDvsSettingUI"));
-    for (QvSidePanel* p : {m_cameraPanel, m_apsPanel, m_dvsPanel})
+    m_dvsPanel = new SidebarDvsSettingUI(ui.widget_side_panels);
+    for (QWidget* p : std::initializer_list<QWidget*>{m_cameraPanel, m_apsPanel, m_dvsPanel})
         ui.layout_side_panels->addWidget(p);
     // The camera panel is the one shown at start; the bar itself opens folded.
     m_apsPanel->hide();
@@ -324,6 +321,21 @@ void MainWidget::buildSidePanels() {
     ui.pb_fold_dvs_setting->setToolTip(tr("DVS Setting"));
     ui.pb_fold_aps_setting->setToolTip(tr("APS Setting"));
     ui.pb_fold_setting->setToolTip(tr("Show or hide the settings panel"));
+
+    // Display settings go to the processors. A slow rate of 0.03 arrives as 0 frames per second,
+    // which the processor must never be given (it divides by it): that value is dropped.
+    // The accumulation time is also the live camera's batch time: one batch a frame.
+    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_eventProcessor, &QvEventProcessor::setAccTime);
+    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_fusionProcessor,
+            &QvFusionCameraDataProcessor::setAccTime);
+    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_live, &QvLiveCamera::setDvsTimeInterval);
+    connect(m_cameraPanel, &SettingUI::signalFpsChanged, this, [this](uint32_t fps) {
+        if (fps == 0)
+            return;
+        m_eventProcessor->setFps(static_cast<int>(fps));
+        m_fusionProcessor->setFps(static_cast<int>(fps));
+    });
+    connect(m_dvsPanel, &SettingUI::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
 }
 
 void MainWidget::setPlayBarToolTips() {
@@ -370,8 +382,8 @@ void MainWidget::maximizedChanged(bool max) {
     ui.setTitleBarMaximized(max);
 }
 
-void MainWidget::foldSideBar(QPushButton* button, QvSidePanel* panel, bool checked) {
-    const std::pair<QPushButton*, QvSidePanel*> pairs[] = {
+void MainWidget::foldSideBar(QPushButton* button, QWidget* panel, bool checked) {
+    const std::pair<QPushButton*, QWidget*> pairs[] = {
         {ui.pb_fold_general_setting, m_cameraPanel},
         {ui.pb_fold_dvs_setting, m_dvsPanel},
         {ui.pb_fold_aps_setting, m_apsPanel},
@@ -513,6 +525,8 @@ void MainWidget::openRecording(const QString& path) {
     setPlaybackControlsEnabled(false);
     ui.pb_play->setChecked(false);
     ui.stack_show_image->setCurrentWidget(m_showImageForm);
+    // A recording has no tools to set: the DVS panel drops its groups and buttons.
+    m_dvsPanel->clearToolUI();
     m_playWhenLoaded = true;
     if (m_mode == ModeFusionPlayback) {
         m_viewerType = quorvel::STREAM_FUSION;
@@ -871,6 +885,11 @@ bool MainWidget::showOpenedCamera() {
 }
 
 void MainWidget::initDvsCameraSettings() {
+    m_dvsPanel->initCameraSettings(m_live->camera());
+    // After the panel has loaded the user's configuration file into the camera, which would
+    // otherwise switch the trigger input off again.
+    if (m_settings->dvsTriggerInRecEnable)
+        m_live->applyTriggerInSettings();
     m_live->registerTriggerIn();
 }
 

@@ -7,6 +7,8 @@
 #include "mainwidgetform.h"
 #include "qveventprocessor.h"
 #include "qvmessagetype.h"
+#include "sidebarcamerasettingui.h"
+#include "sidebardvssettingui.h"
 
 #include "quorvel/CameraDescription.h"
 #include "quorvel/DvsCamera.h"
@@ -47,8 +49,8 @@ public:
     quorvel::STREAM_TYPE viewerType() const { return static_cast<quorvel::STREAM_TYPE>(m_viewerType); }
     const MainWidgetForm& form() const { return ui; }
     FramelessHelper* windowAgent() const { return m_agent; }
-    QvSidePanel* cameraPanel() const { return m_cameraPanel; }
-    QvSidePanel* dvsPanel() const { return m_dvsPanel; }
+    SidebarCameraSettingUI* cameraPanel() const { return m_cameraPanel; }
+    SidebarDvsSettingUI* dvsPanel() const { return m_dvsPanel; }
     QvSidePanel* apsPanel() const { return m_apsPanel; }
     QMenu* menuOf(QPushButton* menuButton) const;
     QvEventProcessor* eventProcessor() const { return m_eventProcessor; }
@@ -134,7 +136,7 @@ private:
     void buildSidePanels();
     void setPlayBarToolTips();
     void updateViewerTypeIcon();
-    void foldSideBar(QPushButton* button, QvSidePanel* panel, bool checked);
+    void foldSideBar(QPushButton* button, QWidget* panel, bool checked);
     void askLanguageRestart();
     void showAbout();
     void updateStatusLine();
@@ -160,9 +162,9 @@ private:
     int m_mode = ModeNone;
     int m_viewerType = quorvel::STREAM_DVS;
 
-    QvSidePanel* m_cameraPanel = nullptr;
+    SidebarCameraSettingUI* m_cameraPanel = nullptr;
     QvSidePanel* m_apsPanel = nullptr;
-    QvSidePanel* m_dvsPanel = nullptr;
+    SidebarDvsSettingUI* m_dvsPanel = nullptr;
     QPushButton* m_lastSideButton = nullptr;
 
     QMenu* m_menuFile = nullptr;

@@ -155,8 +155,6 @@ void QvLiveCamera::prepareOpenedCamera() {
     // A fusion camera's frames are paired with its events and drawn by the fusion processor.
     if (m_fusionCamera)
         m_fusionProcessor->setFusionCamera(m_fusionCamera);
-    if (AppSettings::instance()->dvsTriggerInRecEnable)
-        applyTriggerInSettings();
     // Started from the GUI thread's timer: this may run on the worker that opens the camera.
     QMetaObject::invokeMethod(m_watchTimer, qOverload<>(&QTimer::start), Qt::QueuedConnection);
 }

@@ -70,7 +70,7 @@ public:
     static QString eventRateText(const quorvel::QvStatisticInfo& info);
 
     /// Opens the described camera (a fusion camera for product "Tarnix", else a DVS camera) and
-    /// prepares it: statistics, image geometry, recorder, trigger-in settings. Meant to run on a
+    /// prepares it: statistics, image geometry, recorder. Meant to run on a
     /// WorkerThread; failures and the firmware warning are emitted as toasts. Any camera open
     /// before is closed first. True when the camera is open.
     bool openCamera(const quorvel::CameraDescription& description);

@@ -116,10 +116,6 @@
         <translation>No source</translation>
     </message>
     <message>
-        <source>Open a camera to change its settings.</source>
-        <translation>Open a camera to change its settings.</translation>
-    </message>
-    <message>
         <source>Camera Setting</source>
         <translation>Camera Setting</translation>
     </message>
@@ -284,6 +280,10 @@
         <translation>EN/中文</translation>
     </message>
     <message>
+        <source>The APS frames of this recording cannot be shown (%1); its events play alone.</source>
+        <translation>The APS frames of this recording cannot be shown (%1); its events play alone.</translation>
+    </message>
+    <message>
         <source>Please connect camera first.</source>
         <translation>Please connect camera first.</translation>
     </message>
@@ -314,10 +314,6 @@ Since %4</source>
         <translation>Lost on the way from the camera: %1 packets, %2 events
 Dropped by the live view: %3 events
 Since %4</translation>
-    </message>
-    <message>
-        <source>The APS frames of this recording cannot be shown (%1); its events play alone.</source>
-        <translation>The APS frames of this recording cannot be shown (%1); its events play alone.</translation>
     </message>
 </context>
 <context>
@@ -515,6 +511,24 @@ Since %4</translation>
     </message>
 </context>
 <context>
+    <name>SettingDisplayItem</name>
+    <message>
+        <source>Accumulation time</source>
+        <translation>Accumulation time</translation>
+    </message>
+    <message>
+        <source>Slow Rate</source>
+        <translation>Slow Rate</translation>
+    </message>
+</context>
+<context>
+    <name>SettingUI</name>
+    <message>
+        <source>Display</source>
+        <translation>Display</translation>
+    </message>
+</context>
+<context>
     <name>ShowCameraInfoUI</name>
     <message>
         <source>Camera Info</source>
@@ -543,6 +557,92 @@ Since %4</translation>
     <message>
         <source>Close</source>
         <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarCameraSettingUI</name>
+    <message>
+        <source>Camera Setting</source>
+        <translation>Camera Setting</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarDvsSettingUI</name>
+    <message>
+        <source>DVS Setting</source>
+        <translation>DVS Setting</translation>
+    </message>
+    <message>
+        <source>Open a camera to change its settings.</source>
+        <translation>Open a camera to change its settings.</translation>
+    </message>
+    <message>
+        <source>Default</source>
+        <translation>Default</translation>
+    </message>
+    <message>
+        <source>Refresh</source>
+        <translation>Refresh</translation>
+    </message>
+    <message>
+        <source>Load</source>
+        <translation>Load</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>Export</translation>
+    </message>
+    <message>
+        <source>Biases</source>
+        <translation>Biases</translation>
+    </message>
+    <message>
+        <source>Trigger In</source>
+        <translation>Trigger In</translation>
+    </message>
+    <message>
+        <source>Anti Flicker</source>
+        <translation>Anti Flicker</translation>
+    </message>
+    <message>
+        <source>Event Rate Control</source>
+        <translation>Event Rate Control</translation>
+    </message>
+    <message>
+        <source>Event Trail Filter</source>
+        <translation>Event Trail Filter</translation>
+    </message>
+    <message>
+        <source>ROI</source>
+        <translation>ROI</translation>
+    </message>
+    <message>
+        <source>Select a JSON file</source>
+        <translation>Select a JSON file</translation>
+    </message>
+    <message>
+        <source>Json file (*.json)</source>
+        <translation>Json file (*.json)</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded successfully.</source>
+        <translation>Camera parameters loaded successfully.</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded failed.</source>
+        <translation>Camera parameters loaded failed.</translation>
+    </message>
+    <message>
+        <source>Failed to load camera parameters.</source>
+        <translation>Failed to load camera parameters.</translation>
+    </message>
+    <message>
+        <source>Camera parameters exported successfully.</source>
+        <translation>Camera parameters exported successfully.</translation>
+    </message>
+    <message>
+        <source>Failed to export camera parameters.</source>
+        <translation>Failed to export camera parameters.</translation>
     </message>
 </context>
 </TS>

@@ -116,10 +116,6 @@
         <translation>无数据源</translation>
     </message>
     <message>
-        <source>Open a camera to change its settings.</source>
-        <translation>打开相机后可修改其设置。</translation>
-    </message>
-    <message>
         <source>Camera Setting</source>
         <translation>相机设置</translation>
     </message>
@@ -284,6 +280,10 @@
         <translation>EN/中文</translation>
     </message>
     <message>
+        <source>The APS frames of this recording cannot be shown (%1); its events play alone.</source>
+        <translation>无法显示此录制文件的 APS 帧（%1），仅播放其事件。</translation>
+    </message>
+    <message>
         <source>Please connect camera first.</source>
         <translation>请先连接相机。</translation>
     </message>
@@ -314,10 +314,6 @@ Since %4</source>
         <translation>相机传输途中丢失：%1 个数据包，%2 个事件
 实时视图丢弃：%3 个事件
 开始于 %4</translation>
-    </message>
-    <message>
-        <source>The APS frames of this recording cannot be shown (%1); its events play alone.</source>
-        <translation>无法显示此录制文件的 APS 帧（%1），仅播放其事件。</translation>
     </message>
 </context>
 <context>
@@ -515,6 +511,24 @@ Since %4</source>
     </message>
 </context>
 <context>
+    <name>SettingDisplayItem</name>
+    <message>
+        <source>Accumulation time</source>
+        <translation>累积时间</translation>
+    </message>
+    <message>
+        <source>Slow Rate</source>
+        <translation>慢放倍率</translation>
+    </message>
+</context>
+<context>
+    <name>SettingUI</name>
+    <message>
+        <source>Display</source>
+        <translation>显示</translation>
+    </message>
+</context>
+<context>
     <name>ShowCameraInfoUI</name>
     <message>
         <source>Camera Info</source>
@@ -543,6 +557,92 @@ Since %4</source>
     <message>
         <source>Close</source>
         <translation>关闭</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarCameraSettingUI</name>
+    <message>
+        <source>Camera Setting</source>
+        <translation>相机设置</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarDvsSettingUI</name>
+    <message>
+        <source>DVS Setting</source>
+        <translation>DVS 设置</translation>
+    </message>
+    <message>
+        <source>Open a camera to change its settings.</source>
+        <translation>打开相机后可修改其设置。</translation>
+    </message>
+    <message>
+        <source>Default</source>
+        <translation>默认</translation>
+    </message>
+    <message>
+        <source>Refresh</source>
+        <translation>刷新</translation>
+    </message>
+    <message>
+        <source>Load</source>
+        <translation>加载</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>导出</translation>
+    </message>
+    <message>
+        <source>Biases</source>
+        <translation>偏置</translation>
+    </message>
+    <message>
+        <source>Trigger In</source>
+        <translation>触发输入</translation>
+    </message>
+    <message>
+        <source>Anti Flicker</source>
+        <translation>抗频闪</translation>
+    </message>
+    <message>
+        <source>Event Rate Control</source>
+        <translation>事件率控制</translation>
+    </message>
+    <message>
+        <source>Event Trail Filter</source>
+        <translation>事件拖尾滤波</translation>
+    </message>
+    <message>
+        <source>ROI</source>
+        <translation>感兴趣区域</translation>
+    </message>
+    <message>
+        <source>Select a JSON file</source>
+        <translation>选择 JSON 文件</translation>
+    </message>
+    <message>
+        <source>Json file (*.json)</source>
+        <translation>Json 文件 (*.json)</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded successfully.</source>
+        <translation>相机参数加载成功。</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded failed.</source>
+        <translation>相机参数加载失败。</translation>
+    </message>
+    <message>
+        <source>Failed to load camera parameters.</source>
+        <translation>无法加载相机参数。</translation>
+    </message>
+    <message>
+        <source>Camera parameters exported successfully.</source>
+        <translation>相机参数导出成功。</translation>
+    </message>
+    <message>
+        <source>Failed to export camera parameters.</source>
+        <translation>无法导出相机参数。</translation>
     </message>
 </context>
 </TS>
