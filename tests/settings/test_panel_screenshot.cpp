@@ -44,18 +44,15 @@ int inkPixels(const QImage& img, QWidget* root, QWidget* child, QRgb background)
 
 class PanelScreenshotTest : public QObject {
     Q_OBJECT
-    quorvel::DvsCameraManager m_manager;
 
     void showDvsPanel(const QString& language, const QString& file) {
         QVERIFY(loadLanguage(language));
-        auto cam = m_manager.openCamera("QVSIM-DVS-0001");
-        QVERIFY(cam);
         MainWidget w;
         w.resize(1440, 900);
         w.show();
         QVERIFY(QTest::qWaitForWindowExposed(&w));
-        w.dvsPanel()->initCameraSettings(cam);
-        QCOMPARE(cam->start(), 0);
+        // The camera streams in the window, which builds the panel for it.
+        QVERIFY(w.openCameraBySerial(QStringLiteral("QVSIM-DVS-0001")));
         w.form().pb_fold_dvs_setting->click();
         SettingItemBox* biases = w.dvsPanel()->toolGroup(quorvel::TOOL_BIASES);
         SettingItemBox* flicker = w.dvsPanel()->toolGroup(quorvel::TOOL_ANTI_FLICKER);
@@ -67,7 +64,6 @@ class PanelScreenshotTest : public QObject {
         QTest::qWait(400);
         const QImage img = grab(&w);
         keep(img, file);
-        cam->stop();
 
         // The panel's title in the brand colour, the unfolded groups' title bars light blue, the
         // folded ones grey, and the rows' names drawn.
