@@ -12,7 +12,7 @@
 #include "qvfusioncameradataprocessor.h"
 #include "qvlivecamera.h"
 #include "qvmessagebox.h"
-#include "qvsidepanel.h"
+#include "sidebarapssettingui.h"
 #include "qvthreehandleslider.h"
 #include "qvutility.h"
 #include "showcamerainfoui.h"
@@ -307,9 +307,7 @@ void MainWidget::buildMenus() {
 
 void MainWidget::buildSidePanels() {
     m_cameraPanel = new SidebarCameraSettingUI(ui.widget_side_panels);
-    m_apsPanel = new QvSidePanel(tr("APS Setting"), tr("Open a fusion camera to change its APS settings."),
-                                 ui.widget_side_panels);
-    m_apsPanel->setObjectName(QStringLiteral("SidebarApsSettingUI"));
+    m_apsPanel = new SidebarApsSettingUI(ui.widget_side_panels);
     m_dvsPanel = new SidebarDvsSettingUI(ui.widget_side_panels);
     for (QWidget* p : std::initializer_list<QWidget*>{m_cameraPanel, m_apsPanel, m_dvsPanel})
         ui.layout_side_panels->addWidget(p);
@@ -336,6 +334,22 @@ void MainWidget::buildSidePanels() {
         m_fusionProcessor->setFps(static_cast<int>(fps));
     });
     connect(m_dvsPanel, &SettingUI::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
+    connect(m_apsPanel, &SettingUI::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
+    // Values the APS panel reads back from a fusion camera reach the DVS panel's rows, which
+    // show that camera's DVS tools.
+    using Push = SettingUI;
+    connect(m_apsPanel, qOverload<const std::string&, int>(&Push::signalSetValue), m_dvsPanel,
+            qOverload<const std::string&, int>(&Push::slotParamChangedDelivery));
+    connect(m_apsPanel, qOverload<const std::string&, float>(&Push::signalSetValue), m_dvsPanel,
+            qOverload<const std::string&, float>(&Push::slotParamChangedDelivery));
+    connect(m_apsPanel, qOverload<const std::string&, bool>(&Push::signalSetValue), m_dvsPanel,
+            qOverload<const std::string&, bool>(&Push::slotParamChangedDelivery));
+    connect(m_apsPanel, qOverload<const std::string&, const std::string&>(&Push::signalSetValue), m_dvsPanel,
+            qOverload<const std::string&, const std::string&>(&Push::slotParamChangedDelivery));
+    connect(m_apsPanel, &SidebarApsSettingUI::signalManualCaliOffsetXY, m_fusionProcessor,
+            &QvFusionCameraDataProcessor::slotSetApsOffset);
+    connect(m_apsPanel, &SidebarApsSettingUI::signalApplyCaliOffset, m_fusionProcessor,
+            &QvFusionCameraDataProcessor::slotApplyOffset);
 }
 
 void MainWidget::setPlayBarToolTips() {
@@ -527,6 +541,7 @@ void MainWidget::openRecording(const QString& path) {
     ui.stack_show_image->setCurrentWidget(m_showImageForm);
     // A recording has no tools to set: the DVS panel drops its groups and buttons.
     m_dvsPanel->clearToolUI();
+    m_apsPanel->clearToolUI();
     m_playWhenLoaded = true;
     if (m_mode == ModeFusionPlayback) {
         m_viewerType = quorvel::STREAM_FUSION;
@@ -886,6 +901,13 @@ bool MainWidget::showOpenedCamera() {
 
 void MainWidget::initDvsCameraSettings() {
     m_dvsPanel->initCameraSettings(m_live->camera());
+    if (const auto fusion = m_live->fusionCamera()) {
+        m_apsPanel->setFusionCamera(fusion);
+        m_apsPanel->setApsToolUI(fusion->getTool(quorvel::TOOL_APS));
+        m_apsPanel->setManualCalibrationUI();
+    } else {
+        m_apsPanel->clearToolUI();
+    }
     // After the panel has loaded the user's configuration file into the camera, which would
     // otherwise switch the trigger input off again.
     if (m_settings->dvsTriggerInRecEnable)

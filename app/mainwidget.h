@@ -29,7 +29,7 @@ class QvLiveCamera;
 class QAction;
 class QMenu;
 class QPushButton;
-class QvSidePanel;
+class SidebarApsSettingUI;
 class QDialog;
 class QvThreeHandleSlider;
 class ShowImageForm;
@@ -51,7 +51,7 @@ public:
     FramelessHelper* windowAgent() const { return m_agent; }
     SidebarCameraSettingUI* cameraPanel() const { return m_cameraPanel; }
     SidebarDvsSettingUI* dvsPanel() const { return m_dvsPanel; }
-    QvSidePanel* apsPanel() const { return m_apsPanel; }
+    SidebarApsSettingUI* apsPanel() const { return m_apsPanel; }
     QMenu* menuOf(QPushButton* menuButton) const;
     QvEventProcessor* eventProcessor() const { return m_eventProcessor; }
     QvFusionCameraDataProcessor* fusionProcessor() const { return m_fusionProcessor; }
@@ -163,7 +163,7 @@ private:
     int m_viewerType = quorvel::STREAM_DVS;
 
     SidebarCameraSettingUI* m_cameraPanel = nullptr;
-    QvSidePanel* m_apsPanel = nullptr;
+    SidebarApsSettingUI* m_apsPanel = nullptr;
     SidebarDvsSettingUI* m_dvsPanel = nullptr;
     QPushButton* m_lastSideButton = nullptr;
 

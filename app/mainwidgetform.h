@@ -11,7 +11,6 @@ class QPushButton;
 class QStackedWidget;
 class QVBoxLayout;
 class QWidget;
-class QvSidePanel;
 
 class MainWidgetForm {
 public:

@@ -12,11 +12,7 @@
 
 #include <QDebug>
 #include <QFile>
-#include <QFileDialog>
-#include <QFrame>
-#include <QHBoxLayout>
 #include <QLabel>
-#include <QPushButton>
 #include <QStandardPaths>
 #include <QVBoxLayout>
 
@@ -39,27 +35,11 @@ const auto pushFloat = qOverload<const std::string&, float>(&SettingUI::signalSe
 const auto pushBool = qOverload<const std::string&, bool>(&SettingUI::signalSetValue);
 const auto pushText = qOverload<const std::string&, const std::string&>(&SettingUI::signalSetValue);
 
-QPushButton* barButton(QWidget* parent, const char* name, const QString& text, const char* icon) {
-    auto* b = new QPushButton(text, parent);
-    b->setObjectName(QLatin1String(name));
-    b->setFlat(true);
-    b->setCursor(Qt::PointingHandCursor);
-    b->setIcon(QIcon(QStringLiteral(":/img/assets/%1.svg").arg(QLatin1String(icon))));
-    b->setIconSize(QSize(14, 14));
-    b->setMinimumHeight(30);
-    b->setStyleSheet(QStringLiteral(
-        "QPushButton{border: none; border-radius: 4px; background: transparent; color: #004B6A; "
-        "font: 12px \"Noto Sans SC Medium\"; padding: 0px 2px;}"
-        "QPushButton:hover{background: #D7E7EE;}QPushButton:pressed{background: #C3D8E0;}"));
-    return b;
-}
-
 } // namespace
 
-SidebarDvsSettingUI::SidebarDvsSettingUI(QWidget* parent) : SettingUI(parent) {
+SidebarDvsSettingUI::SidebarDvsSettingUI(QWidget* parent) : SettingCameraPanel(parent) {
     setObjectName(QStringLiteral("SidebarDvsSettingUI"));
     setTitle(tr("DVS Setting"));
-    buildButtonBar();
 
     auto* note = new QLabel(tr("Open a camera to change its settings."), scrollAreaWidgetContents);
     note->setObjectName(QStringLiteral("lb_empty_note"));
@@ -74,41 +54,10 @@ SidebarDvsSettingUI::SidebarDvsSettingUI(QWidget* parent) : SettingUI(parent) {
         logged = true;
         qDebug() << "app config path:" << QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
     }
-    m_fileChooser = [this](bool save, const QString& caption, const QString& filter) {
-        return save ? QFileDialog::getSaveFileName(this, caption, QString(), filter)
-                    : QFileDialog::getOpenFileName(this, caption, QString(), filter);
-    };
-}
-
-void SidebarDvsSettingUI::buildButtonBar() {
-    m_buttonBar = new QWidget(scrollAreaWidgetContents);
-    m_buttonBar->setObjectName(QStringLiteral("widget_button_bar"));
-    auto* column = new QVBoxLayout(m_buttonBar);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(4);
-    auto* line = new QFrame(m_buttonBar);
-    line->setObjectName(QStringLiteral("line_button_bar"));
-    line->setFixedHeight(2);
-    line->setStyleSheet(QStringLiteral("background: #004B6A; border: none;"));
-    column->addWidget(line);
-    auto* buttons = new QHBoxLayout;
-    buttons->setSpacing(2);
-    QPushButton* def = barButton(m_buttonBar, "default_button", tr("Default"), "icon_reset_value");
-    QPushButton* refresh = barButton(m_buttonBar, "refresh_button", tr("Refresh"), "icon_refresh");
-    QPushButton* load = barButton(m_buttonBar, "import_button", tr("Load"), "icon_load");
-    QPushButton* exp = barButton(m_buttonBar, "export_button", tr("Export"), "icon_export");
-    for (QPushButton* b : {def, refresh, load, exp})
-        buttons->addWidget(b, 1);
-    column->addLayout(buttons);
-    connect(def, &QPushButton::clicked, this, &Panel::slotDefaultConfig);
-    connect(refresh, &QPushButton::clicked, this, &Panel::slotRefreshConfig);
-    connect(load, &QPushButton::clicked, this, &Panel::slotLoadConfig);
-    connect(exp, &QPushButton::clicked, this, &Panel::slotExportConfig);
-    m_buttonBar->hide();
 }
 
 void SidebarDvsSettingUI::updateEmptyNote() {
-    bool empty = verticalLayout->indexOf(m_buttonBar) < 0;
+    bool empty = verticalLayout->indexOf(buttonBar()) < 0;
     for (SettingItemBox* group : m_groups)
         empty = empty && !group;
     m_emptyNote->setVisible(empty);
@@ -137,8 +86,7 @@ void SidebarDvsSettingUI::initCameraSettings(const std::shared_ptr<quorvel::DvsC
 }
 
 void SidebarDvsSettingUI::setDvsCamera(std::shared_ptr<quorvel::DvsCamera> camera) {
-    verticalLayout->removeWidget(m_buttonBar);
-    insertBeforeSpacer(m_buttonBar);
+    showButtonBar();
     m_camera = std::move(camera);
     updateEmptyNote();
     if (!m_camera)
@@ -175,8 +123,7 @@ void SidebarDvsSettingUI::setROIToolUI(std::shared_ptr<quorvel::CameraTool> tool
 }
 
 void SidebarDvsSettingUI::clearToolUI() {
-    verticalLayout->removeWidget(m_buttonBar);
-    m_buttonBar->hide();
+    hideButtonBar();
     for (Kind kind : {Biases, TriggerIn, AntiFlicker, EventRateControl, EventTrailFilter, Roi})
         buildGroup(kind, nullptr);
 }
@@ -363,44 +310,10 @@ void SidebarDvsSettingUI::onROISliderValueChanged(const std::string& name, const
     deliver(Roi, name, value);
 }
 
-QString SidebarDvsSettingUI::chooseFile(bool save) {
-    return m_fileChooser ? m_fileChooser(save, tr("Select a JSON file"), tr("Json file (*.json)")) : QString();
+quorvel::DvsCamera* SidebarDvsSettingUI::configurationCamera() const {
+    return m_camera.get();
 }
 
-void SidebarDvsSettingUI::slotDefaultConfig() {
-    const QString path = AppSettings::instance()->dvsDefaultConfigPath;
-    if (m_camera && QFile::exists(path) && m_camera->loadCameraConfigParams(path.toLocal8Bit().toStdString())) {
-        readBackCameraValues(m_camera.get());
-        emit signalShowLeftBottomTips(tr("Camera parameters loaded successfully."), QvMessageSuccess, QString());
-        return;
-    }
-    // Worded unlike Load's failure on purpose: users know the two messages apart.
-    emit signalShowLeftBottomTips(tr("Camera parameters loaded failed."), QvMessageError, QString());
-}
-
-void SidebarDvsSettingUI::slotRefreshConfig() {
-    readBackCameraValues(m_camera.get());
-}
-
-void SidebarDvsSettingUI::slotLoadConfig() {
-    const QString path = chooseFile(false);
-    if (path.isEmpty())
-        return;
-    if (m_camera && m_camera->loadCameraConfigParams(path.toLocal8Bit().toStdString())) {
-        readBackCameraValues(m_camera.get());
-        emit signalShowLeftBottomTips(tr("Camera parameters loaded successfully."), QvMessageSuccess, QString());
-        return;
-    }
-    emit signalShowLeftBottomTips(tr("Failed to load camera parameters."), QvMessageError, QString());
-}
-
-void SidebarDvsSettingUI::slotExportConfig() {
-    const QString path = chooseFile(true);
-    if (path.isEmpty())
-        return;
-    if (m_camera && m_camera->exportCameraConfigParams(path.toLocal8Bit().toStdString())) {
-        emit signalShowLeftBottomTips(tr("Camera parameters exported successfully."), QvMessageSuccess, QString());
-        return;
-    }
-    emit signalShowLeftBottomTips(tr("Failed to export camera parameters."), QvMessageError, QString());
+QString SidebarDvsSettingUI::defaultConfigurationPath() const {
+    return AppSettings::instance()->dvsDefaultConfigPath;
 }

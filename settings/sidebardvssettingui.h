@@ -20,7 +20,7 @@
 // parameter lists are debug log lines and leave their group out.
 // Thread rules: GUI thread only; tool calls are synchronous.
 
-#include "settingui.h"
+#include "settingcamerapanel.h"
 
 #include "quorvel/ToolType.h"
 
@@ -37,17 +37,12 @@ class DvsCamera;
 struct CameraDescription;
 }
 
-class QPushButton;
 class SettingBaseWithLineEdit;
 class SettingItemBox;
 
-class SidebarDvsSettingUI : public SettingUI {
+class SidebarDvsSettingUI : public SettingCameraPanel {
     Q_OBJECT
 public:
-    /// Asks for a file: an existing one to load (save false) or a place to export to (save true).
-    /// An empty result means the user cancelled.
-    using FileChooser = std::function<QString(bool save, const QString& caption, const QString& filter)>;
-
     explicit SidebarDvsSettingUI(QWidget* parent = nullptr);
 
     /// Builds the panel for a newly opened camera, DVS or fusion (a FusionCamera handle): asks it
@@ -72,12 +67,8 @@ public:
     /// settings-keeping field is 1, or the product is exactly "Quorvel.320camera".
     static bool keepsOwnSettings(const quorvel::CameraDescription& description);
 
-    /// Replaces the file dialogs of Load and Export (tests answer them without a dialog).
-    void setFileChooser(FileChooser chooser) { m_fileChooser = std::move(chooser); }
-
     std::shared_ptr<quorvel::DvsCamera> camera() const { return m_camera; }
     SettingItemBox* toolGroup(quorvel::ToolType type) const;
-    QWidget* buttonBar() const { return m_buttonBar; }
     QList<SettingBaseWithLineEdit*> roiRows() const;
 
 public slots:
@@ -96,15 +87,13 @@ public slots:
     void onROISliderValueChanged(const std::string& name, bool value);
     void onROISliderValueChanged(const std::string& name, const std::string& value);
 
-    void slotDefaultConfig();
-    void slotRefreshConfig();
-    void slotLoadConfig();
-    void slotExportConfig();
+protected:
+    quorvel::DvsCamera* configurationCamera() const override;
+    QString defaultConfigurationPath() const override;
 
 private:
     enum Kind { Biases, TriggerIn, AntiFlicker, EventRateControl, EventTrailFilter, Roi, KindCount };
 
-    void buildButtonBar();
     void buildGroup(Kind kind, std::shared_ptr<quorvel::CameraTool> tool);
     void updateEmptyNote();
     /// Sets the value on the tool and, when it is accepted, records it in the current DVS
@@ -112,13 +101,10 @@ private:
     template <typename T>
     void deliver(Kind kind, const std::string& name, const T& value);
     void deliverFloat(Kind kind, const std::string& name, int value);
-    QString chooseFile(bool save);
 
     std::shared_ptr<quorvel::DvsCamera> m_camera;
     std::shared_ptr<quorvel::CameraTool> m_tools[KindCount];
     SettingItemBox* m_groups[KindCount] = {};
     QList<QPointer<SettingBaseWithLineEdit>> m_roiRows;
-    QWidget* m_buttonBar = nullptr;
     QWidget* m_emptyNote = nullptr;
-    FileChooser m_fileChooser;
 };

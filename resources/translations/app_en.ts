@@ -124,10 +124,6 @@
         <translation>APS Setting</translation>
     </message>
     <message>
-        <source>Open a fusion camera to change its APS settings.</source>
-        <translation>Open a fusion camera to change its APS settings.</translation>
-    </message>
-    <message>
         <source>DVS Setting</source>
         <translation>DVS Setting</translation>
     </message>
@@ -511,6 +507,53 @@ Since %4</translation>
     </message>
 </context>
 <context>
+    <name>SettingCameraPanel</name>
+    <message>
+        <source>Default</source>
+        <translation>Default</translation>
+    </message>
+    <message>
+        <source>Refresh</source>
+        <translation>Refresh</translation>
+    </message>
+    <message>
+        <source>Load</source>
+        <translation>Load</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>Export</translation>
+    </message>
+    <message>
+        <source>Select a JSON file</source>
+        <translation>Select a JSON file</translation>
+    </message>
+    <message>
+        <source>Json file (*.json)</source>
+        <translation>Json file (*.json)</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded successfully.</source>
+        <translation>Camera parameters loaded successfully.</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded failed.</source>
+        <translation>Camera parameters loaded failed.</translation>
+    </message>
+    <message>
+        <source>Failed to load camera parameters.</source>
+        <translation>Failed to load camera parameters.</translation>
+    </message>
+    <message>
+        <source>Camera parameters exported successfully.</source>
+        <translation>Camera parameters exported successfully.</translation>
+    </message>
+    <message>
+        <source>Failed to export camera parameters.</source>
+        <translation>Failed to export camera parameters.</translation>
+    </message>
+</context>
+<context>
     <name>SettingDisplayItem</name>
     <message>
         <source>Accumulation time</source>
@@ -560,6 +603,33 @@ Since %4</translation>
     </message>
 </context>
 <context>
+    <name>SidebarApsSettingUI</name>
+    <message>
+        <source>APS Setting</source>
+        <translation>APS Setting</translation>
+    </message>
+    <message>
+        <source>APS</source>
+        <translation>APS</translation>
+    </message>
+    <message>
+        <source>APS Manual Calibration</source>
+        <translation>APS Manual Calibration</translation>
+    </message>
+    <message>
+        <source>Set aps offset x.</source>
+        <translation>Set aps offset x.</translation>
+    </message>
+    <message>
+        <source>Set aps offset y.</source>
+        <translation>Set aps offset y.</translation>
+    </message>
+    <message>
+        <source>Apply</source>
+        <translation>Apply</translation>
+    </message>
+</context>
+<context>
     <name>SidebarCameraSettingUI</name>
     <message>
         <source>Camera Setting</source>
@@ -575,22 +645,6 @@ Since %4</translation>
     <message>
         <source>Open a camera to change its settings.</source>
         <translation>Open a camera to change its settings.</translation>
-    </message>
-    <message>
-        <source>Default</source>
-        <translation>Default</translation>
-    </message>
-    <message>
-        <source>Refresh</source>
-        <translation>Refresh</translation>
-    </message>
-    <message>
-        <source>Load</source>
-        <translation>Load</translation>
-    </message>
-    <message>
-        <source>Export</source>
-        <translation>Export</translation>
     </message>
     <message>
         <source>Biases</source>
@@ -615,34 +669,6 @@ Since %4</translation>
     <message>
         <source>ROI</source>
         <translation>ROI</translation>
-    </message>
-    <message>
-        <source>Select a JSON file</source>
-        <translation>Select a JSON file</translation>
-    </message>
-    <message>
-        <source>Json file (*.json)</source>
-        <translation>Json file (*.json)</translation>
-    </message>
-    <message>
-        <source>Camera parameters loaded successfully.</source>
-        <translation>Camera parameters loaded successfully.</translation>
-    </message>
-    <message>
-        <source>Camera parameters loaded failed.</source>
-        <translation>Camera parameters loaded failed.</translation>
-    </message>
-    <message>
-        <source>Failed to load camera parameters.</source>
-        <translation>Failed to load camera parameters.</translation>
-    </message>
-    <message>
-        <source>Camera parameters exported successfully.</source>
-        <translation>Camera parameters exported successfully.</translation>
-    </message>
-    <message>
-        <source>Failed to export camera parameters.</source>
-        <translation>Failed to export camera parameters.</translation>
     </message>
 </context>
 </TS>

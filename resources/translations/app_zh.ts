@@ -124,10 +124,6 @@
         <translation>APS 设置</translation>
     </message>
     <message>
-        <source>Open a fusion camera to change its APS settings.</source>
-        <translation>打开融合相机后可修改其 APS 设置。</translation>
-    </message>
-    <message>
         <source>DVS Setting</source>
         <translation>DVS 设置</translation>
     </message>
@@ -511,6 +507,53 @@ Since %4</source>
     </message>
 </context>
 <context>
+    <name>SettingCameraPanel</name>
+    <message>
+        <source>Default</source>
+        <translation>默认</translation>
+    </message>
+    <message>
+        <source>Refresh</source>
+        <translation>刷新</translation>
+    </message>
+    <message>
+        <source>Load</source>
+        <translation>加载</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>导出</translation>
+    </message>
+    <message>
+        <source>Select a JSON file</source>
+        <translation>选择 JSON 文件</translation>
+    </message>
+    <message>
+        <source>Json file (*.json)</source>
+        <translation>Json 文件 (*.json)</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded successfully.</source>
+        <translation>相机参数加载成功。</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded failed.</source>
+        <translation>相机参数加载失败。</translation>
+    </message>
+    <message>
+        <source>Failed to load camera parameters.</source>
+        <translation>无法加载相机参数。</translation>
+    </message>
+    <message>
+        <source>Camera parameters exported successfully.</source>
+        <translation>相机参数导出成功。</translation>
+    </message>
+    <message>
+        <source>Failed to export camera parameters.</source>
+        <translation>无法导出相机参数。</translation>
+    </message>
+</context>
+<context>
     <name>SettingDisplayItem</name>
     <message>
         <source>Accumulation time</source>
@@ -560,6 +603,33 @@ Since %4</source>
     </message>
 </context>
 <context>
+    <name>SidebarApsSettingUI</name>
+    <message>
+        <source>APS Setting</source>
+        <translation>APS 设置</translation>
+    </message>
+    <message>
+        <source>APS</source>
+        <translation>APS</translation>
+    </message>
+    <message>
+        <source>APS Manual Calibration</source>
+        <translation>APS 手动标定</translation>
+    </message>
+    <message>
+        <source>Set aps offset x.</source>
+        <translation>设置 APS X 偏移。</translation>
+    </message>
+    <message>
+        <source>Set aps offset y.</source>
+        <translation>设置 APS Y 偏移。</translation>
+    </message>
+    <message>
+        <source>Apply</source>
+        <translation>应用</translation>
+    </message>
+</context>
+<context>
     <name>SidebarCameraSettingUI</name>
     <message>
         <source>Camera Setting</source>
@@ -575,22 +645,6 @@ Since %4</source>
     <message>
         <source>Open a camera to change its settings.</source>
         <translation>打开相机后可修改其设置。</translation>
-    </message>
-    <message>
-        <source>Default</source>
-        <translation>默认</translation>
-    </message>
-    <message>
-        <source>Refresh</source>
-        <translation>刷新</translation>
-    </message>
-    <message>
-        <source>Load</source>
-        <translation>加载</translation>
-    </message>
-    <message>
-        <source>Export</source>
-        <translation>导出</translation>
     </message>
     <message>
         <source>Biases</source>
@@ -615,34 +669,6 @@ Since %4</source>
     <message>
         <source>ROI</source>
         <translation>感兴趣区域</translation>
-    </message>
-    <message>
-        <source>Select a JSON file</source>
-        <translation>选择 JSON 文件</translation>
-    </message>
-    <message>
-        <source>Json file (*.json)</source>
-        <translation>Json 文件 (*.json)</translation>
-    </message>
-    <message>
-        <source>Camera parameters loaded successfully.</source>
-        <translation>相机参数加载成功。</translation>
-    </message>
-    <message>
-        <source>Camera parameters loaded failed.</source>
-        <translation>相机参数加载失败。</translation>
-    </message>
-    <message>
-        <source>Failed to load camera parameters.</source>
-        <translation>无法加载相机参数。</translation>
-    </message>
-    <message>
-        <source>Camera parameters exported successfully.</source>
-        <translation>相机参数导出成功。</translation>
-    </message>
-    <message>
-        <source>Failed to export camera parameters.</source>
-        <translation>无法导出相机参数。</translation>
     </message>
 </context>
 </TS>

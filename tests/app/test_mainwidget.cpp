@@ -3,7 +3,7 @@
 #include "mainwidget.h"
 #include "qvfilepathreminderform.h"
 #include "qvmessagebox.h"
-#include "qvsidepanel.h"
+#include "sidebarapssettingui.h"
 #include "qvguitest.h"
 #include "qvtestenv.h"
 
