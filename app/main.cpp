@@ -13,6 +13,8 @@
 #include <QIcon>
 #include <QStandardPaths>
 
+#include <cstdio>
+
 namespace {
 
 struct CommandLine {
@@ -51,6 +53,7 @@ int main(int argc, char* argv[]) {
     QApplication::setAttribute(Qt::AA_DontCreateNativeWidgetSiblings, true);
     // High-DPI scaling is always on in Qt 6, so there is no attribute to set for it.
     QApplication app(argc, argv);
+    quitOnTerminationSignals();
 
     loadApplicationFont();
 
@@ -68,12 +71,24 @@ int main(int argc, char* argv[]) {
     InitDialog splash;
     splash.exec();
 
-    MainWidget window;
-    window.show();
-    // "QuorvelView FILE" opens the recording and plays it; "--camera SERIAL" streams that camera.
-    if (!commandLine.cameraSerial.isEmpty())
-        window.openCameraBySerial(commandLine.cameraSerial);
-    else if (!commandLine.recording.isEmpty())
-        window.openRecording(commandLine.recording);
-    return app.exec();
+    int result = 0;
+    if (!terminationRequested()) {
+        MainWidget window;
+        window.show();
+        // "QuorvelView FILE" opens the recording and plays it; "--camera SERIAL" streams that camera.
+        if (!commandLine.cameraSerial.isEmpty())
+            window.openCameraBySerial(commandLine.cameraSerial);
+        else if (!commandLine.recording.isEmpty())
+            window.openRecording(commandLine.recording);
+        if (!terminationRequested())
+            result = app.exec();
+    }
+    // The window is gone (camera closed, recording finished, threads joined): the settings are
+    // written last, and a write that fails is an error of the run.
+    if (!settings->finalSave()) {
+        std::fprintf(stderr, "QuorvelView: the settings could not be saved (%s)\n",
+                     qPrintable(settings->lastSaveError()));
+        return result != 0 ? result : 3;
+    }
+    return result;
 }

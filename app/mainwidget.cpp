@@ -110,6 +110,14 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
 
     m_cameraText = tr("No source");
     updateStatusLine();
+    // A settings file that could not be read was set aside at start: the user learns where it is.
+    if (!m_settings->loadProblem().isEmpty())
+        QTimer::singleShot(0, this, [this] {
+            emit signalShowLeftBottomTips(
+                tr("The settings file could not be read; defaults are used and it was kept as %1.")
+                    .arg(m_settings->loadProblem()),
+                QvMessageWarning, m_settings->loadProblem());
+        });
 
     m_dialogRunner = [](QDialog& dialog) { return dialog.exec(); };
     m_restartLauncher = [] {
@@ -478,8 +486,14 @@ void MainWidget::askLanguageRestart() {
                      tr("Later"), this);
     if (box.exec() != QDialog::Accepted)
         return;
+    const QString before = m_settings->language;
     m_settings->language = m_settings->language == QLatin1String("zh") ? QStringLiteral("en") : QStringLiteral("zh");
-    m_settings->save();
+    if (!m_settings->save()) {
+        m_settings->language = before;
+        emit signalShowLeftBottomTips(tr("The settings could not be saved (%1).").arg(m_settings->lastSaveError()),
+                                      QvMessageError, QString());
+        return;
+    }
     if (!m_restartLauncher || !m_restartLauncher()) {
         emit signalShowLeftBottomTips(tr("Could not restart QuorvelView; please start it again."), QvMessageError,
                                       QString());

@@ -311,6 +311,14 @@ Since %4</source>
 Dropped by the live view: %3 events
 Since %4</translation>
     </message>
+    <message>
+        <source>The settings file could not be read; defaults are used and it was kept as %1.</source>
+        <translation>The settings file could not be read; defaults are used and it was kept as %1.</translation>
+    </message>
+    <message>
+        <source>The settings could not be saved (%1).</source>
+        <translation>The settings could not be saved (%1).</translation>
+    </message>
 </context>
 <context>
     <name>QObject</name>

@@ -311,6 +311,14 @@ Since %4</source>
 实时视图丢弃：%3 个事件
 开始于 %4</translation>
     </message>
+    <message>
+        <source>The settings file could not be read; defaults are used and it was kept as %1.</source>
+        <translation>无法读取设置文件，已使用默认设置，原文件保存为 %1。</translation>
+    </message>
+    <message>
+        <source>The settings could not be saved (%1).</source>
+        <translation>无法保存设置（%1）。</translation>
+    </message>
 </context>
 <context>
     <name>QObject</name>
