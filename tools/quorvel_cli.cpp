@@ -416,6 +416,10 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string cmd = argv[1];
+    if (cmd == "--version") {
+        std::printf("quorvel %s\n", QV_VERSION);
+        return 0;
+    }
     if (cmd == "--help" || cmd == "-h" || cmd == "help") {
         std::fprintf(stdout, kUsage, kCameraCommandsUsage);
         std::fputs("\n", stdout);
