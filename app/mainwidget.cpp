@@ -824,7 +824,8 @@ void MainWidget::leaveCurrentSource() {
 void MainWidget::slotOpenCamera() {
     if (ui.pb_play->isChecked())
         ui.pb_play->click();
-    const std::vector<quorvel::CameraDescription> cameras = m_live->searchCameras();
+    std::vector<quorvel::CameraDescription> cameras;
+    runBusy([this, &cameras] { cameras = m_live->searchCameras(); });
     CamerasList dialog(cameras, this);
     if (m_dialogRunner(dialog) != QDialog::Accepted)
         return;
@@ -834,8 +835,28 @@ void MainWidget::slotOpenCamera() {
     openCameraDescription(cameras[static_cast<size_t>(index)]);
 }
 
+void MainWidget::runBusy(const std::function<void()>& task) {
+    // Finding and opening cameras talk to them (a network camera may take a while): on a worker
+    // thread, with the busy indicator up and the window taking no input meanwhile.
+    WorkerThread worker(task);
+    QEventLoop loop;
+    connect(&worker, &WorkerThread::taskCompleted, &loop, &QEventLoop::quit, Qt::QueuedConnection);
+    m_activeBeforeBusy = isActiveWindow();
+    m_waitingWin->show();
+    worker.start(QThread::InheritPriority);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    worker.wait();
+    m_waitingWin->close();
+    if (m_activeBeforeBusy) {
+        m_activeBeforeBusy = false;
+        activateWindow();
+    }
+}
+
 bool MainWidget::openCameraBySerial(const QString& serial) {
-    for (const quorvel::CameraDescription& camera : m_live->searchCameras())
+    std::vector<quorvel::CameraDescription> cameras;
+    runBusy([this, &cameras] { cameras = m_live->searchCameras(); });
+    for (const quorvel::CameraDescription& camera : cameras)
         if (QString::fromStdString(camera.serial) == serial)
             return openCameraDescription(camera);
     emit signalShowLeftBottomTips(tr("No camera with the serial %1 was found.").arg(serial), QvMessageError, QString());
@@ -860,22 +881,8 @@ bool MainWidget::openCameraDescription(const quorvel::CameraDescription& descrip
     leaveCurrentSource();
     resetSourceTexts();
 
-    // Opening talks to the camera (a network camera may take a while): on a worker thread, with the
-    // busy indicator up and the window taking no input meanwhile.
     bool opened = false;
-    WorkerThread worker([this, &opened, description] { opened = m_live->openCamera(description); });
-    QEventLoop loop;
-    connect(&worker, &WorkerThread::taskCompleted, &loop, &QEventLoop::quit, Qt::QueuedConnection);
-    m_activeBeforeBusy = isActiveWindow();
-    m_waitingWin->show();
-    worker.start(QThread::InheritPriority);
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
-    worker.wait();
-    m_waitingWin->close();
-    if (m_activeBeforeBusy) {
-        m_activeBeforeBusy = false;
-        activateWindow();
-    }
+    runBusy([this, &opened, description] { opened = m_live->openCamera(description); });
     if (!opened)
         return false;
     return showOpenedCamera();

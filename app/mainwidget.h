@@ -147,6 +147,9 @@ private:
     void buildLiveCamera();
     /// Leaves the recording or camera in use before another source opens.
     void leaveCurrentSource();
+    /// Runs `task` on a worker thread behind the busy indicator; the window takes no input until
+    /// it has finished.
+    void runBusy(const std::function<void()>& task);
     /// Shows the camera the live control has just opened and starts its stream.
     bool showOpenedCamera();
     void resetSourceTexts();
