@@ -664,7 +664,7 @@ void MainWidget::showTimeStamp(uint64_t timestamp_us) {
     if (m_mode == ModeLiveDvs || m_mode == ModeLiveFusion)
         return;
     m_slider->setCenterValue(timestamp_us);
-    if (m_mode == ModeRawPlayback) {
+    if (m_mode == ModeRawPlayback || m_mode == ModeFusionPlayback) {
         const uint64_t start = m_slider->minimum();
         const uint64_t end = m_slider->maximum();
         // Position and length of the recording, to the millisecond: recordings are often short.

@@ -6,6 +6,7 @@
 #include "mainwidget.h"
 #include "qveventprocessor.h"
 #include "qvfilerecorder.h"
+#include "qvfusioncameradataprocessor.h"
 #include "qvguitest.h"
 #include "qvlivecamera.h"
 #include "qvtestenv.h"
@@ -144,6 +145,23 @@ private slots:
         QCOMPARE(w->liveCamera()->firmwareVersion(), QStringLiteral("Tarnix_V1.7.2"));
         QVERIFY(!qvtest::toastTexts().contains(QStringLiteral("The Tarnix camera firmware needs to be upgraded!")));
         QVERIFY(f().pb_play->isChecked());
+
+        // Its frames come at the APS rate with the events over them; the viewer type switches what
+        // the next frame shows: events alone leave most of the picture in the background colour.
+        const auto backgroundShare = [this] {
+            const QImage img = w->fusionProcessor()->lastImage();
+            const QRgb bg = AppSettings::instance()->backgroundColor.rgb();
+            int n = 0, total = 0;
+            for (int y = 0; y < img.height(); y += 8)
+                for (int x = 0; x < img.width(); x += 8, ++total)
+                    n += img.pixel(x, y) == bg;
+            return total ? double(n) / total : 0.0;
+        };
+        const uint64_t images = w->fusionProcessor()->emittedImages();
+        QTRY_VERIFY(w->fusionProcessor()->emittedImages() > images + 10);
+        QVERIFY(backgroundShare() < 0.2);
+        QTest::mouseClick(f().pb_viewer_type, Qt::LeftButton); // Fusion -> DVS
+        QTRY_VERIFY(backgroundShare() > 0.8);
     }
 
     void refusalsBeforeOpening() {

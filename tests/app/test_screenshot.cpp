@@ -6,6 +6,7 @@
 #include "initdialog.h"
 #include "mainwidget.h"
 #include "qvthreehandleslider.h"
+#include "quorvel/FusionSimulation.h"
 #include "showimageform.h"
 #include "qvtestenv.h"
 #include "startup.h"
@@ -16,6 +17,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
+#include <QTemporaryDir>
 
 namespace {
 
@@ -170,6 +172,37 @@ private slots:
         keep(img, "live-dvs.png");
         const Shades shades = shadesOfView(img, w);
         QVERIFY2(shades.on > 200 && shades.off > 200 && shades.grey > shades.on + shades.off, qPrintable(shades.text()));
+    }
+
+    // The simulated fusion camera live, and a fusion recording of it played back: APS frames with
+    // the events drawn over them.
+    void fusionLiveAndPlayback() {
+        loadLanguage("en");
+        QTemporaryDir dir;
+        const QString base = dir.filePath("fusion");
+        quorvel::FusionSimulationOptions o;
+        o.durationUs = 1'500'000;
+        quorvel::FusionSimulationResult result;
+        std::string error;
+        QVERIFY2(quorvel::simulateRecording(base.toStdString(), o, result, error), error.c_str());
+        for (const bool live : {true, false}) {
+            MainWidget w;
+            w.resize(1440, 900);
+            w.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&w));
+            if (live) {
+                QVERIFY(w.openCameraBySerial(QStringLiteral("QVSIM-FUS-0001")));
+            } else {
+                w.form().pb_loop->setChecked(true);
+                w.openRecording(base + ".raw");
+            }
+            QTRY_VERIFY_WITH_TIMEOUT(w.imageForm()->shownFrames() >= 20, 10000);
+            const QImage img = grab(&w);
+            keep(img, live ? "live-fusion.png" : "playing-fusion.png");
+            // APS greys over most of the view, and white and black events on them.
+            const Shades shades = shadesOfView(img, w);
+            QVERIFY2(shades.on > 100 && shades.off > 100, qPrintable(shades.text()));
+        }
     }
 };
 
