@@ -18,6 +18,8 @@
 
 #include "quorvel/FusionSimulation.h"
 
+#include "ProcessStats.h"
+
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
@@ -25,32 +27,15 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 
 namespace {
 
-double rssMiB() {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line))
-        if (line.rfind("VmRSS:", 0) == 0)
-            return std::strtod(line.c_str() + 6, nullptr) / 1024.0;
-    return -1;
-}
-
-double cpuSeconds() {
-    rusage u{};
-    ::getrusage(RUSAGE_SELF, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
 
 struct Latency {
     double meanMs = 0, maxMs = 0;
@@ -137,17 +122,17 @@ int main(int argc, char** argv) {
         proc.slotSetReplayFlag(true);
         proc.slotPlaybackCtrl(true);
         QTest::qWait(2000);
-        const double rssStart = rssMiB();
-        const double cpu0 = cpuSeconds();
+        const double rssStart = qvbench::rssMiB();
+        const double cpu0 = qvbench::cpuSeconds();
         const quint64 frames0 = frames;
         QElapsedTimer clock;
         clock.start();
         QTest::qWait(seconds * 1000);
         const double wall = clock.nsecsElapsed() / 1e9;
         const double fps = double(frames - frames0) / wall;
-        const double cpu = (cpuSeconds() - cpu0) / wall;
+        const double cpu = (qvbench::cpuSeconds() - cpu0) / wall;
         proc.slotPlaybackCtrl(false);
-        const double rssEnd = rssMiB();
+        const double rssEnd = qvbench::rssMiB();
         // Steps from the middle of the recording, forward then back (back re-seeks the video).
         proc.setPlayPos(proc.fusionStart() + (proc.fusionEnd() - proc.fusionStart()) / 2);
         const Latency forward = timeSteps([&] { proc.nextFrame(); }, 60);

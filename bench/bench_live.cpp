@@ -14,38 +14,18 @@
 
 #include "quorvel/VirtualCameras.h"
 
+#include "ProcessStats.h"
+
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <sys/resource.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
-
-namespace {
-
-double rssMiB() {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line))
-        if (line.rfind("VmRSS:", 0) == 0)
-            return std::strtod(line.c_str() + 6, nullptr) / 1024.0;
-    return -1;
-}
-
-double cpuSeconds() {
-    rusage u{};
-    ::getrusage(RUSAGE_SELF, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
-
-} // namespace
 
 int main(int argc, char** argv) {
     int seconds = 10;
@@ -94,8 +74,8 @@ int main(int argc, char** argv) {
         }
         // The first second warms the buffers up; the measurement starts after it.
         QTest::qWait(1000);
-        const double rssStart = rssMiB();
-        const double cpu0 = cpuSeconds();
+        const double rssStart = qvbench::rssMiB();
+        const double cpu0 = qvbench::cpuSeconds();
         const quint64 frames0 = window.imageForm()->shownFrames();
         const uint64_t lost0 = camera->droppedEvents() + camera->lostEvents();
         const uint64_t pulled0 = window.liveCamera()->pulledEvents();
@@ -103,11 +83,11 @@ int main(int argc, char** argv) {
         clock.start();
         QTest::qWait(seconds * 1000);
         const double wall = clock.nsecsElapsed() / 1e9;
-        const double cpu = (cpuSeconds() - cpu0) / wall;
+        const double cpu = (qvbench::cpuSeconds() - cpu0) / wall;
         const double fps = double(window.imageForm()->shownFrames() - frames0) / wall;
         const uint64_t lost = camera->droppedEvents() + camera->lostEvents() - lost0;
         const double received = double(window.liveCamera()->pulledEvents() - pulled0) / wall;
-        const double rssEnd = rssMiB();
+        const double rssEnd = qvbench::rssMiB();
         std::printf("%-12.0f %10.1f %12llu %13.0f %10.2f %9.1fM %9.1fM\n", rate, fps,
                     static_cast<unsigned long long>(lost), received, cpu, rssStart, rssEnd);
         std::fflush(stdout);

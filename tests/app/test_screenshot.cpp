@@ -8,6 +8,7 @@
 #include "qvthreehandleslider.h"
 #include "quorvel/FusionSimulation.h"
 #include "showimageform.h"
+#include "qvscreenshot.h"
 #include "qvtestenv.h"
 #include "startup.h"
 
@@ -19,29 +20,14 @@
 #include <QScreen>
 #include <QTemporaryDir>
 
+using qvtest::grab;
+using qvtest::inkPixels;
+using qvtest::keep;
+
 namespace {
 
-QImage grab(QWidget* w) {
-    QApplication::processEvents();
-    return w->screen()->grabWindow(w->winId()).toImage().convertToFormat(QImage::Format_RGB32);
-}
 
-void keep(const QImage& img, const QString& name) {
-    const QString dir = qEnvironmentVariable("QV_SCREENSHOT_DIR", QDir::tempPath());
-    QDir().mkpath(dir);
-    QVERIFY(img.save(dir + "/" + name));
-}
 
-// Pixels of a widget's area that differ from its background: text and icons.
-int inkPixels(const QImage& img, QWidget* root, QWidget* child, QRgb background) {
-    const QRect r(child->mapTo(root, QPoint(0, 0)), child->size());
-    int ink = 0;
-    for (int y = r.top(); y <= r.bottom(); ++y)
-        for (int x = r.left(); x <= r.right(); ++x)
-            if (qGray(img.pixel(x, y)) < qGray(background) - 60)
-                ++ink;
-    return ink;
-}
 
 // Pixels of the image view in the "Gray" scheme: white ON events, black OFF events, grey background.
 struct Shades {
@@ -62,10 +48,16 @@ Shades shadesOfView(const QImage& img, MainWidget& w) {
     return s;
 }
 
+// English texts and the "Gray" scheme: white ON and black OFF events over grey.
+void useEnglishAndGray() {
+    loadLanguage("en");
+    AppSettings* settings = AppSettings::instance();
+    settings->dvsColorType = "Gray";
+    settings->applyColorScheme();
+}
+
 QImage showAndGrab(QWidget& w, const QString& name) {
-    w.resize(1440, 900);
-    w.show();
-    if (!QTest::qWaitForWindowExposed(&w))
+    if (!qvtest::showLarge(w))
         return {};
     QTest::qWait(300);
     const QImage img = grab(&w);
@@ -121,14 +113,9 @@ private slots:
         const QString file = samples + "/evt2_sample.raw";
         if (!QFile::exists(file))
             QSKIP(qPrintable("sample recordings not found at " + samples));
-        loadLanguage("en");
-        AppSettings* settings = AppSettings::instance();
-        settings->dvsColorType = "Gray";
-        settings->applyColorScheme();
+        useEnglishAndGray();
         MainWidget w;
-        w.resize(1440, 900);
-        w.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        QVERIFY(qvtest::showLarge(w));
         // The sample lasts only 50 ms: loop it so that it is still playing when grabbed.
         w.form().pb_loop->setChecked(true);
         w.openRecording(file);
@@ -157,14 +144,9 @@ private slots:
 
     // The simulated DVS camera streaming live, as "QuorvelView --camera QVSIM-DVS-0001" shows it.
     void liveCameraView() {
-        loadLanguage("en");
-        AppSettings* settings = AppSettings::instance();
-        settings->dvsColorType = "Gray";
-        settings->applyColorScheme();
+        useEnglishAndGray();
         MainWidget w;
-        w.resize(1440, 900);
-        w.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        QVERIFY(qvtest::showLarge(w));
         QVERIFY(w.openCameraBySerial(QStringLiteral("QVSIM-DVS-0001")));
         QTRY_VERIFY_WITH_TIMEOUT(w.imageForm()->shownFrames() >= 30, 10000);
         QTRY_VERIFY(w.form().label_show_camera_info->text().contains(QLatin1String("MEv/s")));
@@ -177,7 +159,7 @@ private slots:
     // The simulated fusion camera live, and a fusion recording of it played back: APS frames with
     // the events drawn over them.
     void fusionLiveAndPlayback() {
-        loadLanguage("en");
+        useEnglishAndGray();
         QTemporaryDir dir;
         const QString base = dir.filePath("fusion");
         quorvel::FusionSimulationOptions o;
@@ -187,9 +169,7 @@ private slots:
         QVERIFY2(quorvel::simulateRecording(base.toStdString(), o, result, error), error.c_str());
         for (const bool live : {true, false}) {
             MainWidget w;
-            w.resize(1440, 900);
-            w.show();
-            QVERIFY(QTest::qWaitForWindowExposed(&w));
+            QVERIFY(qvtest::showLarge(w));
             if (live) {
                 QVERIFY(w.openCameraBySerial(QStringLiteral("QVSIM-FUS-0001")));
             } else {

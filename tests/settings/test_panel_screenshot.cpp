@@ -3,6 +3,7 @@
 // kept in $QV_SCREENSHOT_DIR for people to look at.
 
 #include "mainwidget.h"
+#include "qvscreenshot.h"
 #include "qvtestenv.h"
 #include "qvlineedit.h"
 #include "settingbasewithlineedit.h"
@@ -17,30 +18,9 @@
 #include <QPushButton>
 #include <QScreen>
 
-namespace {
-
-QImage grab(QWidget* w) {
-    QApplication::processEvents();
-    return w->screen()->grabWindow(w->winId()).toImage().convertToFormat(QImage::Format_RGB32);
-}
-
-void keep(const QImage& img, const QString& name) {
-    const QString dir = qEnvironmentVariable("QV_SCREENSHOT_DIR", QDir::tempPath());
-    QDir().mkpath(dir);
-    QVERIFY(img.save(dir + "/" + name));
-}
-
-// Pixels of a widget's area much darker than `background`: text and icons.
-int inkPixels(const QImage& img, QWidget* root, QWidget* child, QRgb background) {
-    const QRect r(child->mapTo(root, QPoint(0, 0)), child->size());
-    int ink = 0;
-    for (int y = r.top(); y <= r.bottom(); ++y)
-        for (int x = r.left(); x <= r.right(); ++x)
-            ink += qGray(img.pixel(x, y)) < qGray(background) - 60;
-    return ink;
-}
-
-} // namespace
+using qvtest::grab;
+using qvtest::inkPixels;
+using qvtest::keep;
 
 class PanelScreenshotTest : public QObject {
     Q_OBJECT
@@ -48,9 +28,7 @@ class PanelScreenshotTest : public QObject {
     void showDvsPanel(const QString& language, const QString& file) {
         QVERIFY(loadLanguage(language));
         MainWidget w;
-        w.resize(1440, 900);
-        w.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        QVERIFY(qvtest::showLarge(w));
         // The camera streams in the window, which builds the panel for it.
         QVERIFY(w.openCameraBySerial(QStringLiteral("QVSIM-DVS-0001")));
         w.form().pb_fold_dvs_setting->click();
