@@ -5,14 +5,18 @@
 #include "appversion.h"
 #include "cameraslist.h"
 #include "framelesshelper.h"
+#include "qvconvertrecordingui.h"
 #include "qvcutrawfile.h"
+#include "qvethcameraconfigtool.h"
 #include "qvexportvideoui.h"
 #include "qvfilepathreminderform.h"
 #include "qvfilerecorder.h"
 #include "qvfusioncameradataprocessor.h"
+#include "qvgeneralsetting.h"
 #include "qvlivecamera.h"
 #include "qvmessagebox.h"
 #include "sidebarapssettingui.h"
+#include "qvrecordinginfoui.h"
 #include "qvthreehandleslider.h"
 #include "qvutility.h"
 #include "showcamerainfoui.h"
@@ -68,6 +72,8 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
     m_textCutRecording = tr("Cut Recording");
     m_textCameraInfo = tr("Camera Info");
     m_textIpConfig = tr("IP Configuration");
+    m_textRecordingInfo = tr("Recording Information");
+    m_textConvertRecording = tr("Convert Recording");
 
     // 2-3. Processors, image view, time slider and busy indicator; the live camera.
     buildPlayback();
@@ -270,11 +276,12 @@ void MainWidget::buildMenus() {
         auto* menu = new QMenu(this);
         menu->setWindowFlags(menu->windowFlags() | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint);
         menu->setAttribute(Qt::WA_TranslucentBackground);
+        // A greyed-out item says in its tooltip why it cannot be used now.
+        menu->setToolTipsVisible(true);
         button->setMenu(menu);
         return menu;
     };
 
-    // Items whose work arrives with later parts of the program stay visible but disabled.
     m_menuFile = makeMenu(ui.pb_menu_file);
     m_openRecordingAction = m_menuFile->addAction(m_textOpenRecording);
     m_openRecordingAction->setShortcut(QKeySequence::Open);
@@ -299,9 +306,14 @@ void MainWidget::buildMenus() {
     m_cameraInfoAction = m_menuDevice->addAction(m_textCameraInfo);
     connect(m_openCameraAction, &QAction::triggered, this, &MainWidget::slotOpenCamera);
     connect(m_cameraInfoAction, &QAction::triggered, this, &MainWidget::slotShowCameraInfo);
+    connect(m_menuDevice, &QMenu::aboutToShow, this, [this] {
+        const bool open = m_live->hasCamera();
+        m_cameraInfoAction->setEnabled(open);
+        m_cameraInfoAction->setToolTip(open ? m_textCameraInfo : tr("Open a camera first."));
+    });
 
     m_menuSetting = makeMenu(ui.pb_menu_setting);
-    m_menuSetting->addAction(m_textGeneralSetting)->setEnabled(false);
+    m_menuSetting->addAction(m_textGeneralSetting);
     m_menuSetting->addAction(m_textLanguage);
     connect(m_menuSetting, &QMenu::triggered, this, &MainWidget::openActionSlot);
 
@@ -310,7 +322,14 @@ void MainWidget::buildMenus() {
     connect(m_menuHelp, &QMenu::triggered, this, &MainWidget::openActionSlot);
 
     m_menuTools = makeMenu(ui.pb_menu_tools);
-    m_menuTools->addAction(m_textIpConfig)->setEnabled(false);
+    connect(m_menuTools->addAction(m_textIpConfig), &QAction::triggered, this, &MainWidget::slotShowToolIPConfig);
+    m_menuTools->addSeparator();
+    QAction* info = m_menuTools->addAction(m_textRecordingInfo);
+    info->setToolTip(tr("Format, times, counts and event rate of the open recording or of another one"));
+    connect(info, &QAction::triggered, this, &MainWidget::slotRecordingInfo);
+    QAction* convert = m_menuTools->addAction(m_textConvertRecording);
+    convert->setToolTip(tr("Rewrite an EVT 2.0, EVT 2.1 or DAT recording as EVT 3.0"));
+    connect(convert, &QAction::triggered, this, &MainWidget::slotConvertRecording);
 }
 
 void MainWidget::buildSidePanels() {
@@ -473,12 +492,49 @@ void MainWidget::openActionSlot(QAction* action) {
     } else if (text == m_textLanguage) {
         askLanguageRestart();
     } else if (text == m_textGeneralSetting) {
-        // The general settings dialog is not part of this build yet; its menu item is disabled.
+        showGeneralSetting();
     } else if (text == m_textSaveAs) {
         slotSaveAs();
     } else if (text == m_textCutRecording) {
         slotCutRecording();
     }
+}
+
+void MainWidget::showGeneralSetting() {
+    QvGeneralSetting dialog(this);
+    connect(&dialog, &QvGeneralSetting::signalTriggerInSaveFileParamChanged, this, [this] {
+        if (m_live->hasCamera())
+            m_live->applyTriggerInSettings();
+        // Playing and live images take the new colours with their next frame; a paused recording
+        // shows its frame again.
+        QvEventProcessor* p = m_eventProcessor;
+        const uint64_t at = p->currentPosition(), acc = p->accumulationTime();
+        if (m_mode == ModeRawPlayback && p->hasFile() && !p->isLoading() && !p->isPlaying())
+            p->setPlayPos(std::max(p->startTimestamp(), at > acc ? at - acc : 0));
+    });
+    m_dialogRunner(dialog);
+}
+
+void MainWidget::slotShowToolIPConfig() {
+    QvEthCameraConfigTool dialog(this);
+    connect(&dialog, &QvEthCameraConfigTool::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
+    m_dialogRunner(dialog);
+}
+
+void MainWidget::slotRecordingInfo() {
+    QvRecordingInfoUI dialog(this);
+    dialog.setStartFolder(m_settings->inputRawFilePath);
+    if (!m_currentFile.isEmpty())
+        dialog.setRecording(m_currentFile);
+    m_dialogRunner(dialog);
+}
+
+void MainWidget::slotConvertRecording() {
+    QvConvertRecordingUI dialog(this);
+    dialog.setOutputFolder(m_settings->outputRawFilePath);
+    dialog.setInput(m_currentFile);
+    if (m_dialogRunner(dialog) == QDialog::Accepted)
+        emit signalShowLeftBottomTips(tr("Recording converted."), QvMessageSuccess, dialog.outputPath());
 }
 
 void MainWidget::askLanguageRestart() {

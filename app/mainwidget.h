@@ -102,6 +102,7 @@ public slots:
     void on_pb_win_close_clicked();
     void openActionSlot(QAction* action);
     void slotOpenRecording();
+    void slotShowToolIPConfig();
     void slotSaveAs();
     void slotCutRecording();
     void slotOpenCamera();
@@ -126,6 +127,9 @@ public slots:
     void slotSetWaitWinStatus(bool busy);
     void slotPlayStatus(bool playing);
     void slotTriggerList(QvTriggerMarks triggers);
+    /// Tools menu: what a recording holds, and its rewriting as EVT 3.0.
+    void slotRecordingInfo();
+    void slotConvertRecording();
 
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -137,6 +141,8 @@ private:
     void setPlayBarToolTips();
     void updateViewerTypeIcon();
     void foldSideBar(QPushButton* button, QWidget* panel, bool checked);
+    /// Runs the general settings; saved trigger-in settings reach an open camera at once.
+    void showGeneralSetting();
     void askLanguageRestart();
     void showAbout();
     void updateStatusLine();
@@ -189,6 +195,8 @@ private:
     QString m_textCutRecording;
     QString m_textCameraInfo;
     QString m_textIpConfig;
+    QString m_textRecordingInfo;
+    QString m_textConvertRecording;
 
     // The status line is these texts joined: camera, bandwidth, event rate, time.
     QString m_cameraText;

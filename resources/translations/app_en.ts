@@ -312,6 +312,30 @@ Dropped by the live view: %3 events
 Since %4</translation>
     </message>
     <message>
+        <source>Recording Information</source>
+        <translation>Recording Information</translation>
+    </message>
+    <message>
+        <source>Convert Recording</source>
+        <translation>Convert Recording</translation>
+    </message>
+    <message>
+        <source>Open a camera first.</source>
+        <translation>Open a camera first.</translation>
+    </message>
+    <message>
+        <source>Format, times, counts and event rate of the open recording or of another one</source>
+        <translation>Format, times, counts and event rate of the open recording or of another one</translation>
+    </message>
+    <message>
+        <source>Rewrite an EVT 2.0, EVT 2.1 or DAT recording as EVT 3.0</source>
+        <translation>Rewrite an EVT 2.0, EVT 2.1 or DAT recording as EVT 3.0</translation>
+    </message>
+    <message>
+        <source>Recording converted.</source>
+        <translation>Recording converted.</translation>
+    </message>
+    <message>
         <source>The settings file could not be read; defaults are used and it was kept as %1.</source>
         <translation>The settings file could not be read; defaults are used and it was kept as %1.</translation>
     </message>
@@ -335,6 +359,89 @@ Since %4</translation>
     </message>
 </context>
 <context>
+    <name>QvConvertRecordingUI</name>
+    <message>
+        <source>Converting... %1%</source>
+        <translation>Converting... %1%</translation>
+    </message>
+    <message>
+        <source>Convert Recording</source>
+        <translation>Convert Recording</translation>
+    </message>
+    <message>
+        <source>Rewrites an EVT 2.0, EVT 2.1 or DAT recording as an EVT 3.0 recording.</source>
+        <translation>Rewrites an EVT 2.0, EVT 2.1 or DAT recording as an EVT 3.0 recording.</translation>
+    </message>
+    <message>
+        <source>Choose...</source>
+        <translation>Choose...</translation>
+    </message>
+    <message>
+        <source>Recording</source>
+        <translation>Recording</translation>
+    </message>
+    <message>
+        <source>New file</source>
+        <translation>New file</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>Convert</source>
+        <translation>Convert</translation>
+    </message>
+    <message>
+        <source>Choose the recording to convert.</source>
+        <translation>Choose the recording to convert.</translation>
+    </message>
+    <message>
+        <source>The recording does not exist.</source>
+        <translation>The recording does not exist.</translation>
+    </message>
+    <message>
+        <source>Name the new file.</source>
+        <translation>Name the new file.</translation>
+    </message>
+    <message>
+        <source>The new file must not be the recording itself.</source>
+        <translation>The new file must not be the recording itself.</translation>
+    </message>
+    <message>
+        <source>A file of this name already exists.</source>
+        <translation>A file of this name already exists.</translation>
+    </message>
+    <message>
+        <source>The folder of the new file does not exist.</source>
+        <translation>The folder of the new file does not exist.</translation>
+    </message>
+    <message>
+        <source>Cancelled; no file was written.</source>
+        <translation>Cancelled; no file was written.</translation>
+    </message>
+    <message>
+        <source>Conversion failed: %1</source>
+        <translation>Conversion failed: %1</translation>
+    </message>
+    <message>
+        <source>Select a recording</source>
+        <translation>Select a recording</translation>
+    </message>
+    <message>
+        <source>Recordings (*.raw *.dat)</source>
+        <translation>Recordings (*.raw *.dat)</translation>
+    </message>
+    <message>
+        <source>Save the EVT 3.0 recording as</source>
+        <translation>Save the EVT 3.0 recording as</translation>
+    </message>
+    <message>
+        <source>RAW files (*.raw)</source>
+        <translation>RAW files (*.raw)</translation>
+    </message>
+</context>
+<context>
     <name>QvCutRawFile</name>
     <message>
         <source>Cut Recording</source>
@@ -343,6 +450,69 @@ Since %4</translation>
     <message>
         <source>Save</source>
         <translation>Save</translation>
+    </message>
+</context>
+<context>
+    <name>QvEthCameraConfigTool</name>
+    <message>
+        <source>Eth Camera Config</source>
+        <translation>Eth Camera Config</translation>
+    </message>
+    <message>
+        <source>Camera List</source>
+        <translation>Camera List</translation>
+    </message>
+    <message>
+        <source>Serial :</source>
+        <translation>Serial :</translation>
+    </message>
+    <message>
+        <source>Manufacturer:</source>
+        <translation>Manufacturer:</translation>
+    </message>
+    <message>
+        <source>Firmware version :</source>
+        <translation>Firmware version :</translation>
+    </message>
+    <message>
+        <source>Product: </source>
+        <translation>Product: </translation>
+    </message>
+    <message>
+        <source>IP Address:</source>
+        <translation>IP Address:</translation>
+    </message>
+    <message>
+        <source>Subnet Mask:</source>
+        <translation>Subnet Mask:</translation>
+    </message>
+    <message>
+        <source>Gateway:</source>
+        <translation>Gateway:</translation>
+    </message>
+    <message>
+        <source>Refresh</source>
+        <translation>Refresh</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>Config</source>
+        <translation>Config</translation>
+    </message>
+    <message>
+        <source>Refresh completed!</source>
+        <translation>Refresh completed!</translation>
+    </message>
+    <message>
+        <source>Configuration successful!</source>
+        <translation>Configuration successful!</translation>
+    </message>
+    <message>
+        <source>Configuration failed!</source>
+        <translation>Configuration failed!</translation>
     </message>
 </context>
 <context>
@@ -362,6 +532,33 @@ Since %4</translation>
     <message>
         <source>Export video success!</source>
         <translation>Export video success!</translation>
+    </message>
+</context>
+<context>
+    <name>QvEventRatePlot</name>
+    <message>
+        <source>No event rate to show</source>
+        <translation>No event rate to show</translation>
+    </message>
+    <message>
+        <source>Peak %1</source>
+        <translation>Peak %1</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 s</translation>
+    </message>
+    <message>
+        <source>%1 MEv/s</source>
+        <translation>%1 MEv/s</translation>
+    </message>
+    <message>
+        <source>%1 kEv/s</source>
+        <translation>%1 kEv/s</translation>
+    </message>
+    <message>
+        <source>%1 events/s</source>
+        <translation>%1 events/s</translation>
     </message>
 </context>
 <context>
@@ -441,6 +638,121 @@ Since %4</translation>
     </message>
 </context>
 <context>
+    <name>QvGeneralSetting</name>
+    <message>
+        <source>Rising Edge</source>
+        <translation>Rising Edge</translation>
+    </message>
+    <message>
+        <source>Falling Edge</source>
+        <translation>Falling Edge</translation>
+    </message>
+    <message>
+        <source>Gray</source>
+        <translation>Gray</translation>
+    </message>
+    <message>
+        <source>Dark</source>
+        <translation>Dark</translation>
+    </message>
+    <message>
+        <source>RedBlue</source>
+        <translation>RedBlue</translation>
+    </message>
+    <message>
+        <source>RedGreen</source>
+        <translation>RedGreen</translation>
+    </message>
+    <message>
+        <source>Light</source>
+        <translation>Light</translation>
+    </message>
+    <message>
+        <source>QvGerenalSetting</source>
+        <translation>QvGerenalSetting</translation>
+    </message>
+    <message>
+        <source>General Settings</source>
+        <translation>General Settings</translation>
+    </message>
+    <message>
+        <source>File</source>
+        <translation>File</translation>
+    </message>
+    <message>
+        <source>Style</source>
+        <translation>Style</translation>
+    </message>
+    <message>
+        <source>Tab 1</source>
+        <translation>Tab 1</translation>
+    </message>
+    <message>
+        <source>Tab 2</source>
+        <translation>Tab 2</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>Save</source>
+        <translation>Save</translation>
+    </message>
+    <message>
+        <source>Trigger In File Save Settings</source>
+        <translation>Trigger In File Save Settings</translation>
+    </message>
+    <message>
+        <source>Enable</source>
+        <translation>Enable</translation>
+    </message>
+    <message>
+        <source>Trigger Edge</source>
+        <translation>Trigger Edge</translation>
+    </message>
+    <message>
+        <source>One second less</source>
+        <translation>One second less</translation>
+    </message>
+    <message>
+        <source>One second more</source>
+        <translation>One second more</translation>
+    </message>
+    <message>
+        <source>Before Trigger In Save Time (sec):</source>
+        <translation>Before Trigger In Save Time (sec):</translation>
+    </message>
+    <message>
+        <source>After Trigger In Save Time (sec):</source>
+        <translation>After Trigger In Save Time (sec):</translation>
+    </message>
+    <message>
+        <source>File Settings</source>
+        <translation>File Settings</translation>
+    </message>
+    <message>
+        <source>Select Directory</source>
+        <translation>Select Directory</translation>
+    </message>
+    <message>
+        <source>Default Out Raw File Path</source>
+        <translation>Default Out Raw File Path</translation>
+    </message>
+    <message>
+        <source>Default Video File Path</source>
+        <translation>Default Video File Path</translation>
+    </message>
+    <message>
+        <source>Theme</source>
+        <translation>Theme</translation>
+    </message>
+    <message>
+        <source>Events Color</source>
+        <translation>Events Color</translation>
+    </message>
+</context>
+<context>
     <name>QvLiveCamera</name>
     <message>
         <source>There is a conflict between the camera ip and the local ip!</source>
@@ -512,6 +824,129 @@ Since %4</translation>
     <message>
         <source>Cancel</source>
         <translation>Cancel</translation>
+    </message>
+</context>
+<context>
+    <name>QvRecordingInfoUI</name>
+    <message>
+        <source>Indexing the recording... %1%</source>
+        <translation>Indexing the recording... %1%</translation>
+    </message>
+    <message>
+        <source>Recording Information</source>
+        <translation>Recording Information</translation>
+    </message>
+    <message>
+        <source>Recording</source>
+        <translation>Recording</translation>
+    </message>
+    <message>
+        <source>Choose...</source>
+        <translation>Choose...</translation>
+    </message>
+    <message>
+        <source>Choose another recording</source>
+        <translation>Choose another recording</translation>
+    </message>
+    <message>
+        <source>Format</source>
+        <translation>Format</translation>
+    </message>
+    <message>
+        <source>Geometry</source>
+        <translation>Geometry</translation>
+    </message>
+    <message>
+        <source>Serial</source>
+        <translation>Serial</translation>
+    </message>
+    <message>
+        <source>Date</source>
+        <translation>Date</translation>
+    </message>
+    <message>
+        <source>First event</source>
+        <translation>First event</translation>
+    </message>
+    <message>
+        <source>Last event</source>
+        <translation>Last event</translation>
+    </message>
+    <message>
+        <source>Duration</source>
+        <translation>Duration</translation>
+    </message>
+    <message>
+        <source>File size</source>
+        <translation>File size</translation>
+    </message>
+    <message>
+        <source>Events</source>
+        <translation>Events</translation>
+    </message>
+    <message>
+        <source>ON events</source>
+        <translation>ON events</translation>
+    </message>
+    <message>
+        <source>Triggers</source>
+        <translation>Triggers</translation>
+    </message>
+    <message>
+        <source>Decoding errors</source>
+        <translation>Decoding errors</translation>
+    </message>
+    <message>
+        <source>Event rate over the recording</source>
+        <translation>Event rate over the recording</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>Choose a recording to see what it holds.</source>
+        <translation>Choose a recording to see what it holds.</translation>
+    </message>
+    <message>
+        <source>Reading the recording...</source>
+        <translation>Reading the recording...</translation>
+    </message>
+    <message>
+        <source>Cannot read this recording: %1</source>
+        <translation>Cannot read this recording: %1</translation>
+    </message>
+    <message>
+        <source>%1 x %2</source>
+        <translation>%1 x %2</translation>
+    </message>
+    <message>
+        <source>%1 MB</source>
+        <translation>%1 MB</translation>
+    </message>
+    <message>
+        <source>%1 us</source>
+        <translation>%1 us</translation>
+    </message>
+    <message>
+        <source>%1 (%2%)</source>
+        <translation>%1 (%2%)</translation>
+    </message>
+    <message>
+        <source>(%1 events outside the geometry, %2 unknown words)</source>
+        <translation>(%1 events outside the geometry, %2 unknown words)</translation>
+    </message>
+    <message>
+        <source>truncated at the end</source>
+        <translation>truncated at the end</translation>
+    </message>
+    <message>
+        <source>Select a recording</source>
+        <translation>Select a recording</translation>
+    </message>
+    <message>
+        <source>Recordings (*.raw *.dat)</source>
+        <translation>Recordings (*.raw *.dat)</translation>
     </message>
 </context>
 <context>

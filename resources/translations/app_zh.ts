@@ -312,6 +312,30 @@ Since %4</source>
 开始于 %4</translation>
     </message>
     <message>
+        <source>Recording Information</source>
+        <translation>录制文件信息</translation>
+    </message>
+    <message>
+        <source>Convert Recording</source>
+        <translation>转换录制文件</translation>
+    </message>
+    <message>
+        <source>Open a camera first.</source>
+        <translation>请先打开相机。</translation>
+    </message>
+    <message>
+        <source>Format, times, counts and event rate of the open recording or of another one</source>
+        <translation>当前或其他录制文件的格式、时间、计数和事件率</translation>
+    </message>
+    <message>
+        <source>Rewrite an EVT 2.0, EVT 2.1 or DAT recording as EVT 3.0</source>
+        <translation>将 EVT 2.0、EVT 2.1 或 DAT 录制文件转写为 EVT 3.0</translation>
+    </message>
+    <message>
+        <source>Recording converted.</source>
+        <translation>录制文件已转换。</translation>
+    </message>
+    <message>
         <source>The settings file could not be read; defaults are used and it was kept as %1.</source>
         <translation>无法读取设置文件，已使用默认设置，原文件保存为 %1。</translation>
     </message>
@@ -335,6 +359,89 @@ Since %4</source>
     </message>
 </context>
 <context>
+    <name>QvConvertRecordingUI</name>
+    <message>
+        <source>Converting... %1%</source>
+        <translation>正在转换... %1%</translation>
+    </message>
+    <message>
+        <source>Convert Recording</source>
+        <translation>转换录制文件</translation>
+    </message>
+    <message>
+        <source>Rewrites an EVT 2.0, EVT 2.1 or DAT recording as an EVT 3.0 recording.</source>
+        <translation>将 EVT 2.0、EVT 2.1 或 DAT 录制文件转写为 EVT 3.0 录制文件。</translation>
+    </message>
+    <message>
+        <source>Choose...</source>
+        <translation>选择...</translation>
+    </message>
+    <message>
+        <source>Recording</source>
+        <translation>录制文件</translation>
+    </message>
+    <message>
+        <source>New file</source>
+        <translation>新文件</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
+    </message>
+    <message>
+        <source>Convert</source>
+        <translation>转换</translation>
+    </message>
+    <message>
+        <source>Choose the recording to convert.</source>
+        <translation>请选择要转换的录制文件。</translation>
+    </message>
+    <message>
+        <source>The recording does not exist.</source>
+        <translation>录制文件不存在。</translation>
+    </message>
+    <message>
+        <source>Name the new file.</source>
+        <translation>请为新文件命名。</translation>
+    </message>
+    <message>
+        <source>The new file must not be the recording itself.</source>
+        <translation>新文件不能是录制文件本身。</translation>
+    </message>
+    <message>
+        <source>A file of this name already exists.</source>
+        <translation>同名文件已存在。</translation>
+    </message>
+    <message>
+        <source>The folder of the new file does not exist.</source>
+        <translation>新文件所在的文件夹不存在。</translation>
+    </message>
+    <message>
+        <source>Cancelled; no file was written.</source>
+        <translation>已取消，未写入任何文件。</translation>
+    </message>
+    <message>
+        <source>Conversion failed: %1</source>
+        <translation>转换失败：%1</translation>
+    </message>
+    <message>
+        <source>Select a recording</source>
+        <translation>选择录制文件</translation>
+    </message>
+    <message>
+        <source>Recordings (*.raw *.dat)</source>
+        <translation>录制文件 (*.raw *.dat)</translation>
+    </message>
+    <message>
+        <source>Save the EVT 3.0 recording as</source>
+        <translation>EVT 3.0 录制文件另存为</translation>
+    </message>
+    <message>
+        <source>RAW files (*.raw)</source>
+        <translation>RAW 文件 (*.raw)</translation>
+    </message>
+</context>
+<context>
     <name>QvCutRawFile</name>
     <message>
         <source>Cut Recording</source>
@@ -343,6 +450,69 @@ Since %4</source>
     <message>
         <source>Save</source>
         <translation>保存</translation>
+    </message>
+</context>
+<context>
+    <name>QvEthCameraConfigTool</name>
+    <message>
+        <source>Eth Camera Config</source>
+        <translation>网口相机配置</translation>
+    </message>
+    <message>
+        <source>Camera List</source>
+        <translation>相机列表</translation>
+    </message>
+    <message>
+        <source>Serial :</source>
+        <translation>序列号：</translation>
+    </message>
+    <message>
+        <source>Manufacturer:</source>
+        <translation>制造商：</translation>
+    </message>
+    <message>
+        <source>Firmware version :</source>
+        <translation>固件版本：</translation>
+    </message>
+    <message>
+        <source>Product: </source>
+        <translation>产品：</translation>
+    </message>
+    <message>
+        <source>IP Address:</source>
+        <translation>IP 地址：</translation>
+    </message>
+    <message>
+        <source>Subnet Mask:</source>
+        <translation>子网掩码：</translation>
+    </message>
+    <message>
+        <source>Gateway:</source>
+        <translation>网关：</translation>
+    </message>
+    <message>
+        <source>Refresh</source>
+        <translation>刷新</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
+    <message>
+        <source>Config</source>
+        <translation>配置</translation>
+    </message>
+    <message>
+        <source>Refresh completed!</source>
+        <translation>刷新完成！</translation>
+    </message>
+    <message>
+        <source>Configuration successful!</source>
+        <translation>配置成功！</translation>
+    </message>
+    <message>
+        <source>Configuration failed!</source>
+        <translation>配置失败！</translation>
     </message>
 </context>
 <context>
@@ -362,6 +532,33 @@ Since %4</source>
     <message>
         <source>Export video success!</source>
         <translation>导出视频成功！</translation>
+    </message>
+</context>
+<context>
+    <name>QvEventRatePlot</name>
+    <message>
+        <source>No event rate to show</source>
+        <translation>没有可显示的事件率</translation>
+    </message>
+    <message>
+        <source>Peak %1</source>
+        <translation>峰值 %1</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 秒</translation>
+    </message>
+    <message>
+        <source>%1 MEv/s</source>
+        <translation>%1 百万事件/秒</translation>
+    </message>
+    <message>
+        <source>%1 kEv/s</source>
+        <translation>%1 千事件/秒</translation>
+    </message>
+    <message>
+        <source>%1 events/s</source>
+        <translation>%1 事件/秒</translation>
     </message>
 </context>
 <context>
@@ -441,6 +638,121 @@ Since %4</source>
     </message>
 </context>
 <context>
+    <name>QvGeneralSetting</name>
+    <message>
+        <source>Rising Edge</source>
+        <translation>上升沿</translation>
+    </message>
+    <message>
+        <source>Falling Edge</source>
+        <translation>下降沿</translation>
+    </message>
+    <message>
+        <source>Gray</source>
+        <translation>灰色</translation>
+    </message>
+    <message>
+        <source>Dark</source>
+        <translation>深色</translation>
+    </message>
+    <message>
+        <source>RedBlue</source>
+        <translation>红蓝</translation>
+    </message>
+    <message>
+        <source>RedGreen</source>
+        <translation>红绿</translation>
+    </message>
+    <message>
+        <source>Light</source>
+        <translation>浅色</translation>
+    </message>
+    <message>
+        <source>QvGerenalSetting</source>
+        <translation>通用设置</translation>
+    </message>
+    <message>
+        <source>General Settings</source>
+        <translation>通用设置</translation>
+    </message>
+    <message>
+        <source>File</source>
+        <translation>文件</translation>
+    </message>
+    <message>
+        <source>Style</source>
+        <translation>样式</translation>
+    </message>
+    <message>
+        <source>Tab 1</source>
+        <translation>标签页 1</translation>
+    </message>
+    <message>
+        <source>Tab 2</source>
+        <translation>标签页 2</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
+    </message>
+    <message>
+        <source>Save</source>
+        <translation>保存</translation>
+    </message>
+    <message>
+        <source>Trigger In File Save Settings</source>
+        <translation>触发输入录制设置</translation>
+    </message>
+    <message>
+        <source>Enable</source>
+        <translation>启用</translation>
+    </message>
+    <message>
+        <source>Trigger Edge</source>
+        <translation>触发边沿</translation>
+    </message>
+    <message>
+        <source>One second less</source>
+        <translation>减少一秒</translation>
+    </message>
+    <message>
+        <source>One second more</source>
+        <translation>增加一秒</translation>
+    </message>
+    <message>
+        <source>Before Trigger In Save Time (sec):</source>
+        <translation>触发前保存时长（秒）：</translation>
+    </message>
+    <message>
+        <source>After Trigger In Save Time (sec):</source>
+        <translation>触发后保存时长（秒）：</translation>
+    </message>
+    <message>
+        <source>File Settings</source>
+        <translation>文件设置</translation>
+    </message>
+    <message>
+        <source>Select Directory</source>
+        <translation>选择目录</translation>
+    </message>
+    <message>
+        <source>Default Out Raw File Path</source>
+        <translation>默认录制文件路径</translation>
+    </message>
+    <message>
+        <source>Default Video File Path</source>
+        <translation>默认视频文件路径</translation>
+    </message>
+    <message>
+        <source>Theme</source>
+        <translation>主题</translation>
+    </message>
+    <message>
+        <source>Events Color</source>
+        <translation>事件颜色</translation>
+    </message>
+</context>
+<context>
     <name>QvLiveCamera</name>
     <message>
         <source>There is a conflict between the camera ip and the local ip!</source>
@@ -512,6 +824,129 @@ Since %4</source>
     <message>
         <source>Cancel</source>
         <translation>取消</translation>
+    </message>
+</context>
+<context>
+    <name>QvRecordingInfoUI</name>
+    <message>
+        <source>Indexing the recording... %1%</source>
+        <translation>正在索引录制文件... %1%</translation>
+    </message>
+    <message>
+        <source>Recording Information</source>
+        <translation>录制文件信息</translation>
+    </message>
+    <message>
+        <source>Recording</source>
+        <translation>录制文件</translation>
+    </message>
+    <message>
+        <source>Choose...</source>
+        <translation>选择...</translation>
+    </message>
+    <message>
+        <source>Choose another recording</source>
+        <translation>选择其他录制文件</translation>
+    </message>
+    <message>
+        <source>Format</source>
+        <translation>格式</translation>
+    </message>
+    <message>
+        <source>Geometry</source>
+        <translation>分辨率</translation>
+    </message>
+    <message>
+        <source>Serial</source>
+        <translation>序列号</translation>
+    </message>
+    <message>
+        <source>Date</source>
+        <translation>日期</translation>
+    </message>
+    <message>
+        <source>First event</source>
+        <translation>首个事件</translation>
+    </message>
+    <message>
+        <source>Last event</source>
+        <translation>末个事件</translation>
+    </message>
+    <message>
+        <source>Duration</source>
+        <translation>时长</translation>
+    </message>
+    <message>
+        <source>File size</source>
+        <translation>文件大小</translation>
+    </message>
+    <message>
+        <source>Events</source>
+        <translation>事件数</translation>
+    </message>
+    <message>
+        <source>ON events</source>
+        <translation>ON 事件数</translation>
+    </message>
+    <message>
+        <source>Triggers</source>
+        <translation>触发数</translation>
+    </message>
+    <message>
+        <source>Decoding errors</source>
+        <translation>解码错误</translation>
+    </message>
+    <message>
+        <source>Event rate over the recording</source>
+        <translation>整个录制过程的事件率</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
+    <message>
+        <source>Choose a recording to see what it holds.</source>
+        <translation>选择一个录制文件以查看其内容。</translation>
+    </message>
+    <message>
+        <source>Reading the recording...</source>
+        <translation>正在读取录制文件...</translation>
+    </message>
+    <message>
+        <source>Cannot read this recording: %1</source>
+        <translation>无法读取此录制文件：%1</translation>
+    </message>
+    <message>
+        <source>%1 x %2</source>
+        <translation>%1 x %2</translation>
+    </message>
+    <message>
+        <source>%1 MB</source>
+        <translation>%1 MB</translation>
+    </message>
+    <message>
+        <source>%1 us</source>
+        <translation>%1 微秒</translation>
+    </message>
+    <message>
+        <source>%1 (%2%)</source>
+        <translation>%1（%2%）</translation>
+    </message>
+    <message>
+        <source>(%1 events outside the geometry, %2 unknown words)</source>
+        <translation>（%1 个事件超出分辨率范围，%2 个未知字）</translation>
+    </message>
+    <message>
+        <source>truncated at the end</source>
+        <translation>文件末尾被截断</translation>
+    </message>
+    <message>
+        <source>Select a recording</source>
+        <translation>选择录制文件</translation>
+    </message>
+    <message>
+        <source>Recordings (*.raw *.dat)</source>
+        <translation>录制文件 (*.raw *.dat)</translation>
     </message>
 </context>
 <context>

@@ -2,8 +2,13 @@
 // in Chinese as real windows, grabs them from the screen, checks what was drawn, and keeps the
 // pictures in $QV_SCREENSHOT_DIR for people to look at.
 
+#include "CamdProcess.h"
 #include "appsettings.h"
 #include "initdialog.h"
+#include "qvconvertrecordingui.h"
+#include "qvethcameraconfigtool.h"
+#include "qvgeneralsetting.h"
+#include "qvrecordinginfoui.h"
 #include "mainwidget.h"
 #include "qvthreehandleslider.h"
 #include "quorvel/FusionSimulation.h"
@@ -12,22 +17,30 @@
 #include "qvtestenv.h"
 #include "startup.h"
 
+#include "quorvel/DvsCameraManager.h"
+#include "quorvel/raw/RawFileWriter.h"
+
+#include <QAbstractButton>
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
+#include <QListWidget>
+#include <QMap>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
-#include <QTemporaryDir>
+
+#include <cmath>
 
 using qvtest::grab;
 using qvtest::inkPixels;
 using qvtest::keep;
 
 namespace {
-
-
-
 
 // Pixels of the image view in the "Gray" scheme: white ON events, black OFF events, grey background.
 struct Shades {
@@ -63,6 +76,46 @@ QImage showAndGrab(QWidget& w, const QString& name) {
     const QImage img = grab(&w);
     keep(img, name);
     return img;
+}
+
+// Texts a user reads in a dialog (captions, buttons, list and choice items), in widget order;
+// values shown (serials, numbers, file names) are left out.
+QStringList readableTexts(QWidget* dialog) {
+    QStringList out;
+    for (QWidget* w : dialog->findChildren<QWidget*>()) {
+        if (w->property("role").toString() == QLatin1String("value") || w->objectName() == QLatin1String("lb_status"))
+            continue;
+        if (auto* l = qobject_cast<QLabel*>(w))
+            out << l->text();
+        else if (auto* b = qobject_cast<QAbstractButton*>(w))
+            out << b->text() << b->toolTip();
+        else if (auto* c = qobject_cast<QComboBox*>(w))
+            for (int i = 0; i < c->count(); ++i)
+                out << c->itemText(i);
+        else if (auto* list = qobject_cast<QListWidget*>(w); list && list->objectName() != QLatin1String("listWidget_cameras"))
+            for (int i = 0; i < list->count(); ++i)
+                out << list->item(i)->text();
+    }
+    return out;
+}
+
+// Three seconds of a rate that rises and falls, for the event-rate plot.
+bool writeVaryingRecording(const QString& path) {
+    quorvel::RawFileWriter w;
+    quorvel::RawFileWriter::Options o;
+    o.width = 640;
+    o.height = 480;
+    o.serial = "SHOT0001";
+    std::vector<quorvel::Event2D> events;
+    uint64_t t = 1'000'000, n = 0;
+    while (t < 4'000'000) {
+        const double phase = double(t - 1'000'000) / 3e6;
+        const double rate = 50e3 + 400e3 * std::pow(std::sin(3.14159 * phase), 2) * (1.0 + 0.3 * std::sin(40 * phase));
+        t += uint64_t(1e6 / rate) + 1;
+        events.emplace_back(uint16_t(n * 7 % 640), uint16_t(n * 13 % 480), uint8_t(n % 3 != 0), t);
+        ++n;
+    }
+    return w.open(path.toStdString(), o) && w.write(events, {{0, 1, 2'000'000}}) && w.close();
 }
 
 } // namespace
@@ -183,6 +236,80 @@ private slots:
             const Shades shades = shadesOfView(img, w);
             QVERIFY2(shades.on > 100 && shades.off > 100, qPrintable(shades.text()));
         }
+    }
+
+    // The general settings, IP configuration and recording tool dialogs in both languages: every
+    // caption, button and choice of the English dialog reads differently in Chinese.
+    void toolDialogsInBothLanguages() {
+        quorvel::test::CamdProcess daemon(QV_CAMD_PATH, "127.0.0.77", 47177, {"--serial", "ETH-SHOT-01"});
+        qputenv("QUORVEL_DISCOVERY_ADDRS", QByteArray::fromStdString(daemon.target()));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [] {
+                for (const auto& d : quorvel::DvsCameraManager().getCameraDescs())
+                    if (d.serial == "ETH-SHOT-01")
+                        return true;
+                return false;
+            }(),
+            5000);
+        QTemporaryDir dir;
+        const QString recording = dir.filePath("varying.raw");
+        QVERIFY(writeVaryingRecording(recording));
+        AppSettings::instance()->outputRawFilePath = dir.path();
+
+        QMap<QString, QStringList> english;
+        for (const QString& lang : {QStringLiteral("en"), QStringLiteral("zh")}) {
+            QVERIFY(loadLanguage(lang));
+            QMap<QString, QStringList> texts;
+            const auto shoot = [&](QDialog& d, const QString& name) {
+                d.show();
+                QVERIFY(QTest::qWaitForWindowExposed(&d));
+                QTest::qWait(200);
+                const QImage img = grab(&d);
+                keep(img, name + "-" + lang + ".png");
+                texts[name] += readableTexts(&d);
+                // The title is drawn in the embedded face: hanzi give far more ink than empty boxes.
+                auto* title = d.findChild<QLabel*>("lb_title");
+                QVERIFY2(inkPixels(img, &d, title, qRgb(255, 255, 255)) > 60, qPrintable(name));
+            };
+            {
+                QvGeneralSetting general;
+                shoot(general, "general-setting");
+                general.findChild<QListWidget*>("lw_general_setting_items")->setCurrentRow(1);
+                shoot(general, "general-setting-style");
+            }
+            {
+                QvEthCameraConfigTool eth;
+                eth.show();
+                QTRY_VERIFY_WITH_TIMEOUT(!eth.isRefreshing() && eth.findChild<QListWidget*>("listWidget_cameras")->count() == 1, 5000);
+                shoot(eth, "ip-configuration");
+            }
+            {
+                QvRecordingInfoUI info;
+                info.setRecording(recording);
+                QTRY_VERIFY_WITH_TIMEOUT(!info.isReading(), 10000);
+                QVERIFY(!info.ratePlot()->rate().empty());
+                shoot(info, "recording-information");
+            }
+            {
+                QvConvertRecordingUI convert;
+                convert.setOutputFolder(dir.path());
+                convert.setInput(recording);
+                shoot(convert, "convert-recording");
+            }
+            if (lang == QLatin1String("en")) {
+                english = texts;
+                continue;
+            }
+            static const QRegularExpression letters(QStringLiteral("[A-Za-z]{2,}"));
+            for (auto it = texts.cbegin(); it != texts.cend(); ++it) {
+                const QStringList& en = english.value(it.key());
+                QCOMPARE(it.value().size(), en.size());
+                for (int i = 0; i < en.size(); ++i)
+                    QVERIFY2(!(en[i] == it.value()[i] && en[i].contains(letters)), qPrintable(it.key() + ": " + en[i]));
+            }
+        }
+        loadLanguage("en");
+        qunsetenv("QUORVEL_DISCOVERY_ADDRS");
     }
 };
 
