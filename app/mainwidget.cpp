@@ -12,6 +12,7 @@
 #include "qvfilepathreminderform.h"
 #include "qvfilerecorder.h"
 #include "qvfusioncameradataprocessor.h"
+#include "qvrecordingplayer.h"
 #include "qvgeneralsetting.h"
 #include "qvlivecamera.h"
 #include "qvmessagebox.h"
@@ -77,7 +78,6 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
 
     // 2-3. Processors, image view, time slider and busy indicator; the live camera.
     buildPlayback();
-    buildFusionPlayback();
     buildLiveCamera();
 
     // 4. Play bar: no source yet, so every transport control waits for one.
@@ -138,14 +138,14 @@ MainWidget::~MainWidget() {
     m_live = nullptr;
     delete m_recorder;
     m_recorder = nullptr;
-    delete m_fusionProcessor;
-    m_fusionProcessor = nullptr;
-    delete m_eventProcessor;
-    m_eventProcessor = nullptr;
+    delete m_player;
+    m_player = nullptr;
 }
 
 void MainWidget::buildPlayback() {
-    m_eventProcessor = new QvEventProcessor;
+    m_player = new QvRecordingPlayer;
+    m_eventProcessor = m_player->eventProcessor();
+    m_fusionProcessor = m_player->fusionProcessor();
 
     m_showImageForm = new ShowImageForm(ui.stack_show_image);
     ui.stack_show_image->addWidget(m_showImageForm);
@@ -170,81 +170,48 @@ void MainWidget::buildPlayback() {
             ui.label_show_play_text->setText(tr("Writing..."));
     });
 
-    QvEventProcessor* p = m_eventProcessor;
-    connect(this, &MainWidget::signalOpenRawFile, p, &QvEventProcessor::loadFile);
-    connect(this, &MainWidget::signalPlaybackCtrl, p, &QvEventProcessor::slotPlaybackCtrl);
-    connect(this, &MainWidget::signalPlaybackReset, p, &QvEventProcessor::slotPlaybackReset);
-    connect(this, &MainWidget::signalExportVideo, p, &QvEventProcessor::slotExportVideo);
-    connect(this, &MainWidget::signalCutRawFile, p, &QvEventProcessor::slotCutRawFile);
+    QvRecordingPlayer* p = m_player;
+    using R = QvRecordingPlayer;
+    connect(this, &MainWidget::signalOpenRawFile, m_eventProcessor, &QvEventProcessor::loadFile);
+    connect(this, &MainWidget::signalOpenFusionFile, m_fusionProcessor, &QvFusionCameraDataProcessor::slotReadFusionFile);
+    connect(this, &MainWidget::signalPlaybackCtrl, p, &R::play);
+    connect(this, &MainWidget::signalPlaybackReset, p, &R::reset);
+    connect(this, &MainWidget::signalExportVideo, m_eventProcessor, &QvEventProcessor::slotExportVideo);
+    connect(this, &MainWidget::signalCutRawFile, m_eventProcessor, &QvEventProcessor::slotCutRawFile);
+    connect(this, &MainWidget::signalSetViewerShowType, p, &R::setViewerType);
     connect(ui.pb_play, &QPushButton::clicked, this, &MainWidget::on_pb_play_clicked);
-    connect(ui.pb_loop, &QPushButton::toggled, p, &QvEventProcessor::slotPlayLoop);
+    connect(ui.pb_loop, &QPushButton::toggled, p, &R::setLoop);
+    connect(ui.pb_prv, &QPushButton::clicked, p, &R::preFrame);
+    connect(ui.pb_next, &QPushButton::clicked, p, &R::nextFrame);
+    connect(ui.pb_stop, &QPushButton::clicked, this, &MainWidget::signalPlaybackReset);
 
-    // Frames and reports come from the processor's threads: queued onto the GUI thread.
-    const auto queued = Qt::QueuedConnection;
-    connect(p, &QvEventProcessor::signalEventImage, m_showImageForm, &ShowImageForm::slotShowImage, queued);
-    connect(p, &QvEventProcessor::signalRealTimeTimeStamp, this, &MainWidget::showTimeStamp, queued);
-    connect(p, &QvEventProcessor::signalLocalTime, this, &MainWidget::showLocalTime, queued);
-    connect(p, &QvEventProcessor::signalStartTimeStamp, this, &MainWidget::slotSetSliderStartTime, queued);
-    connect(p, &QvEventProcessor::signalEndTimeStamp, this, &MainWidget::slotSetSliderEndTime, queued);
-    connect(p, &QvEventProcessor::signalPlayStatus, this, &MainWidget::slotPlayStatus, queued);
-    connect(p, &QvEventProcessor::signalLoadingStatus, this, &MainWidget::slotSetWaitWinStatus, queued);
-    connect(p, &QvEventProcessor::signalTriggerList, this, &MainWidget::slotTriggerList, queued);
-    connect(p, &QvEventProcessor::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
-
-}
-
-void MainWidget::buildFusionPlayback() {
-    m_fusionProcessor = new QvFusionCameraDataProcessor;
-    QvFusionCameraDataProcessor* f = m_fusionProcessor;
-    QvEventProcessor* p = m_eventProcessor;
-    const auto queued = Qt::QueuedConnection;
-    connect(this, &MainWidget::signalOpenFusionFile, f, &QvFusionCameraDataProcessor::slotReadFusionFile);
-    connect(this, &MainWidget::signalSetViewerShowType, f, &QvFusionCameraDataProcessor::slotSetViewerType);
-    connect(ui.pb_loop, &QPushButton::toggled, f, &QvFusionCameraDataProcessor::slotSetReplayFlag);
-    connect(f, &QvFusionCameraDataProcessor::signalFusionImage, m_showImageForm, &ShowImageForm::slotShowImage, queued);
-    connect(f, &QvFusionCameraDataProcessor::signalTimeStamp, this, &MainWidget::showTimeStamp, queued);
-    connect(f, &QvFusionCameraDataProcessor::signalLocalTime, this, &MainWidget::showLocalTime, queued);
-    connect(f, &QvFusionCameraDataProcessor::signalStartTimeStamp, this, &MainWidget::slotSetSliderStartTime, queued);
-    connect(f, &QvFusionCameraDataProcessor::signalEndTimeStamp, this, &MainWidget::slotSetSliderEndTime, queued);
-    connect(f, &QvFusionCameraDataProcessor::signalPlayStatus, this, &MainWidget::slotPlayStatus, queued);
-    connect(f, &QvFusionCameraDataProcessor::signalPalyFileFinished, this, [this] { slotPlayStatus(false); }, queued);
-    connect(f, &QvFusionCameraDataProcessor::signalLoadingStatus, this, &MainWidget::slotSetWaitWinStatus, queued);
-    connect(f, &QvFusionCameraDataProcessor::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
+    connect(p, &R::imageReady, m_showImageForm, &ShowImageForm::slotShowImage);
+    connect(p, &R::positionChanged, this, &MainWidget::showTimeStamp);
+    connect(p, &R::localTimeChanged, this, &MainWidget::showLocalTime);
+    connect(p, &R::startTimeChanged, this, &MainWidget::slotSetSliderStartTime);
+    connect(p, &R::endTimeChanged, this, &MainWidget::slotSetSliderEndTime);
+    connect(p, &R::playStatusChanged, this, &MainWidget::slotPlayStatus);
+    connect(p, &R::loadingStatusChanged, this, &MainWidget::slotSetWaitWinStatus);
+    connect(p, &R::triggersFound, this, &MainWidget::slotTriggerList);
+    connect(p, &R::showTips, this, &MainWidget::slotShowLeftBottomTips);
     // A fusion recording whose video or events cannot be read still plays what it can: its events.
-    connect(f, &QvFusionCameraDataProcessor::signalFusionFileFailed, this,
-            [this](const QString& path, const QString& reason) {
-                if (m_mode != ModeFusionPlayback || path != m_currentFile)
-                    return;
-                emit signalShowLeftBottomTips(
-                    tr("The APS frames of this recording cannot be shown (%1); its events play alone.").arg(reason),
-                    QvMessageWarning, QString());
-                m_mode = ModeRawPlayback;
-                m_playWhenLoaded = true;
-                emit signalOpenRawFile(m_currentFile);
-            },
-            queued);
-
-    // The transport and the slider act on the processor of the recording that is open.
-    const auto fusionMode = [this] { return m_mode == ModeFusionPlayback; };
-    connect(ui.pb_prv, &QPushButton::clicked, this, [=, this] { fusionMode() ? f->preFrame() : p->preFrame(); });
-    connect(ui.pb_next, &QPushButton::clicked, this, [=, this] { fusionMode() ? f->nextFrame() : p->nextFrame(); });
-    connect(ui.pb_stop, &QPushButton::clicked, this, [=, this] {
-        if (fusionMode())
-            f->slotPlaybackReset();
-        else
-            emit signalPlaybackReset();
+    connect(p, &R::fusionFileFailed, this, [this](const QString& path, const QString& reason) {
+        if (m_mode != ModeFusionPlayback || path != m_currentFile)
+            return;
+        emit signalShowLeftBottomTips(
+            tr("The APS frames of this recording cannot be shown (%1); its events play alone.").arg(reason),
+            QvMessageWarning, QString());
+        m_mode = ModeRawPlayback;
+        m_player->setFusion(false);
+        m_playWhenLoaded = true;
+        emit signalOpenRawFile(m_currentFile);
     });
-    const auto seek = [=, this](uint64_t ts) { fusionMode() ? f->setPlayPos(ts) : p->setPlayPos(ts); };
-    connect(m_slider, &QvThreeHandleSlider::centerValueTrackClick, this, seek);
-    connect(m_slider, &QvThreeHandleSlider::centerValueMove, this, seek);
-    connect(m_slider, &QvThreeHandleSlider::lowerValueChanged, this,
-            [=, this](uint64_t ts) { fusionMode() ? f->slotSetLowerTimeStamp(ts) : p->slotSetLowerTimeStamp(ts); });
-    connect(m_slider, &QvThreeHandleSlider::upperValueChanged, this,
-            [=, this](uint64_t ts) { fusionMode() ? f->slotSetUpperTimeStamp(ts) : p->slotSetUpperTimeStamp(ts); });
-}
 
-bool MainWidget::playbackBusy() const {
-    return m_eventProcessor->isLoading() || m_eventProcessor->isJobRunning() || m_fusionProcessor->isBusy();
+    // The slider sets the position and the play range.
+    connect(m_slider, &QvThreeHandleSlider::centerValueTrackClick, p, &R::seek);
+    connect(m_slider, &QvThreeHandleSlider::centerValueMove, p, &R::seek);
+    connect(m_slider, &QvThreeHandleSlider::lowerValueChanged, p, &R::setLowerTimeStamp);
+    connect(m_slider, &QvThreeHandleSlider::upperValueChanged, p, &R::setUpperTimeStamp);
 }
 
 void MainWidget::buildShortcuts() {
@@ -350,16 +317,9 @@ void MainWidget::buildSidePanels() {
     // Display settings go to the processors. A slow rate of 0.03 arrives as 0 frames per second,
     // which the processor must never be given (it divides by it): that value is dropped.
     // The accumulation time is also the live camera's batch time: one batch a frame.
-    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_eventProcessor, &QvEventProcessor::setAccTime);
-    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_fusionProcessor,
-            &QvFusionCameraDataProcessor::setAccTime);
+    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_player, &QvRecordingPlayer::setAccTime);
     connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_live, &QvLiveCamera::setDvsTimeInterval);
-    connect(m_cameraPanel, &SettingUI::signalFpsChanged, this, [this](uint32_t fps) {
-        if (fps == 0)
-            return;
-        m_eventProcessor->setFps(static_cast<int>(fps));
-        m_fusionProcessor->setFps(static_cast<int>(fps));
-    });
+    connect(m_cameraPanel, &SettingUI::signalFpsChanged, m_player, &QvRecordingPlayer::setFps);
     connect(m_dvsPanel, &SettingUI::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
     connect(m_apsPanel, &SettingUI::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
     // Values the APS panel reads back from a fusion camera reach the DVS panel's rows, which
@@ -580,7 +540,7 @@ void MainWidget::openRecording(const QString& path) {
         emit signalShowLeftBottomTips(tr("File not found: %1").arg(path), QvMessageError, QString());
         return;
     }
-    if (m_eventProcessor->isLoading() || m_fusionProcessor->isBusy()) {
+    if (m_player->isLoading()) {
         emit signalShowLeftBottomTips(tr("A recording is still loading; please wait."), QvMessageWarning, QString());
         return;
     }
@@ -593,8 +553,8 @@ void MainWidget::openRecording(const QString& path) {
     // Live streaming stops and the camera is let go (a running recording is closed first).
     leaveCurrentSource();
     // A recording with an .mp4 of the same base name beside it is a fusion recording.
-    const QString video = QStringLiteral("%1/%2.mp4").arg(info.absolutePath(), info.completeBaseName());
-    m_mode = QFileInfo::exists(video) ? ModeFusionPlayback : ModeRawPlayback;
+    m_mode = QvRecordingPlayer::hasApsVideo(path) ? ModeFusionPlayback : ModeRawPlayback;
+    m_player->setFusion(m_mode == ModeFusionPlayback);
     m_currentFile = info.absoluteFilePath();
     setWindowTitle(QStringLiteral("QuorvelView - %1").arg(info.fileName()));
     showCameraSerial(info.fileName());
@@ -616,7 +576,7 @@ void MainWidget::openRecording(const QString& path) {
     if (m_mode == ModeFusionPlayback) {
         m_viewerType = quorvel::STREAM_FUSION;
         updateViewerTypeIcon();
-        m_fusionProcessor->slotSetViewerType(quorvel::STREAM_FUSION);
+        m_player->setViewerType(quorvel::STREAM_FUSION);
         emit signalOpenFusionFile(m_currentFile);
         return;
     }
@@ -628,13 +588,9 @@ void MainWidget::openRecording(const QString& path) {
 }
 
 void MainWidget::on_pb_play_clicked() {
-    if (m_mode == ModeRawPlayback) {
+    if (m_mode == ModeRawPlayback || m_mode == ModeFusionPlayback) {
         emit signalPlaybackCtrl(ui.pb_play->isChecked());
-        return;
-    }
-    if (m_mode == ModeFusionPlayback) {
-        m_fusionProcessor->slotPlaybackCtrl(ui.pb_play->isChecked());
-        ui.pb_play->setChecked(m_fusionProcessor->isPlaying());
+        ui.pb_play->setChecked(m_player->isPlaying());
         return;
     }
     if ((m_mode != ModeLiveDvs && m_mode != ModeLiveFusion) || !m_live->hasCamera()) {
@@ -649,8 +605,7 @@ void MainWidget::on_pb_play_clicked() {
 }
 
 void MainWidget::slotPlayStatus(bool playing) {
-    const bool running = m_mode == ModeFusionPlayback ? m_fusionProcessor->isPlaying() : m_eventProcessor->isPlaying();
-    ui.pb_play->setChecked(playing && running);
+    ui.pb_play->setChecked(playing && m_player->isPlaying());
 }
 
 void MainWidget::slotSetWaitWinStatus(bool busy) {
@@ -671,25 +626,12 @@ void MainWidget::slotSetWaitWinStatus(bool busy) {
         m_activeBeforeBusy = false;
         activateWindow();
     }
-    if (m_mode == ModeFusionPlayback) {
-        if (!m_fusionProcessor->hasFile() || m_fusionProcessor->isBusy())
-            return;
-        const QSize size(m_fusionProcessor->imageWidth(), m_fusionProcessor->imageHeight());
-        m_showImageForm->slotSetResolution(size.width(), size.height());
-        emit signalImageReslotionChanged(size.width(), size.height());
-        setPlaybackControlsEnabled(true);
-        if (m_playWhenLoaded) {
-            m_playWhenLoaded = false;
-            ui.pb_play->setChecked(true);
-            m_fusionProcessor->slotPlaybackCtrl(true);
-        }
+    if ((m_mode != ModeRawPlayback && m_mode != ModeFusionPlayback) || !m_player->hasFile() || m_player->isLoading())
         return;
-    }
-    if (m_mode != ModeRawPlayback || !m_eventProcessor->hasFile() || m_eventProcessor->isLoading())
-        return;
-    const QSize size = m_eventProcessor->fileResolution();
-    if (!size.isEmpty() && size != QSize(m_eventProcessor->imageWidth(), m_eventProcessor->imageHeight())) {
-        m_eventProcessor->resizeImage(size.width(), size.height());
+    const QSize size = m_player->resolution();
+    if (!size.isEmpty() && size != m_showImageForm->resolution()) {
+        if (m_mode == ModeRawPlayback)
+            m_eventProcessor->resizeImage(size.width(), size.height());
         m_showImageForm->slotSetResolution(size.width(), size.height());
         emit signalImageReslotionChanged(size.width(), size.height());
     }
@@ -868,12 +810,7 @@ void MainWidget::leaveCurrentSource() {
         m_live->closeCamera();
         showCameraPlayingUI(false);
     }
-    if (m_eventProcessor->hasFile()) {
-        if (m_eventProcessor->isPlaying())
-            emit signalPlaybackCtrl(false);
-        emit signalOpenRawFile(QString());
-    }
-    m_fusionProcessor->closeFile();
+    m_player->close();
     ui.label_lost_events->hide();
 }
 
@@ -920,7 +857,7 @@ bool MainWidget::openCameraBySerial(const QString& serial) {
 }
 
 bool MainWidget::openCameraDescription(const quorvel::CameraDescription& description) {
-    if (playbackBusy()) {
+    if (m_player->isBusy()) {
         emit signalShowLeftBottomTips(tr("Please wait until the recording has finished loading or writing."),
                                       QvMessageWarning, QString());
         return false;

@@ -26,6 +26,7 @@ class FramelessHelper;
 class QvFileRecorder;
 class QvFusionCameraDataProcessor;
 class QvLiveCamera;
+class QvRecordingPlayer;
 class QAction;
 class QMenu;
 class QPushButton;
@@ -147,9 +148,6 @@ private:
     void showAbout();
     void updateStatusLine();
     void buildPlayback();
-    void buildFusionPlayback();
-    /// The recording's processor is loading or writing.
-    bool playbackBusy() const;
     void buildLiveCamera();
     /// Leaves the recording or camera in use before another source opens.
     void leaveCurrentSource();
@@ -207,6 +205,8 @@ private:
     std::function<bool()> m_restartLauncher;
     std::function<int(QDialog&)> m_dialogRunner;
 
+    QvRecordingPlayer* m_player = nullptr;
+    // The player's two processors (owned by it), used directly where only one can act.
     QvEventProcessor* m_eventProcessor = nullptr;
     QvFusionCameraDataProcessor* m_fusionProcessor = nullptr;
     QvFileRecorder* m_recorder = nullptr;
