@@ -3,6 +3,11 @@
 #include <QEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPainterPath>
+#include <QToolTip>
+
+#include <algorithm>
+#include <cmath>
 
 namespace {
 constexpr double kTwoTo64 = 18446744073709551616.0;
@@ -107,6 +112,35 @@ uint64_t QvThreeHandleSlider::upperBound() const {
     return m_handleType == 3 ? m_upperValue : m_maximum;
 }
 
+float QvTimeline::rateAt(uint64_t t) const {
+    if (isEmpty() || t < startUs)
+        return 0;
+    const uint64_t i = (t - startUs) / bucketUs;
+    return i < static_cast<uint64_t>(eventsPerSecond.size()) ? eventsPerSecond[static_cast<qsizetype>(i)] : 0;
+}
+
+void QvThreeHandleSlider::setTimeline(QvTimeline timeline) {
+    m_timeline = std::move(timeline);
+    m_timelinePeak = m_timeline.eventsPerSecond.isEmpty()
+                         ? 0
+                         : *std::max_element(m_timeline.eventsPerSecond.cbegin(), m_timeline.eventsPerSecond.cend());
+    update();
+}
+
+QString QvThreeHandleSlider::timelineTipAt(int position) const {
+    if (m_timeline.isEmpty())
+        return {};
+    const uint64_t t = clampToRange(valueAtPosition(position));
+    QString text = tr("%1 us").arg(t);
+    if (m_timeline.wallClockAtStart.isValid() && t >= m_timeline.startUs)
+        text += QStringLiteral("  ") + m_timeline.wallClockAtStart.addMSecs(static_cast<qint64>((t - m_timeline.startUs) / 1000))
+                                           .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+    const double rate = m_timeline.rateAt(t);
+    text += QLatin1Char('\n') + (rate >= 1e6 ? tr("%1 Mev/s").arg(rate / 1e6, 0, 'f', 2)
+                                            : tr("%1 kev/s").arg(rate / 1e3, 0, 'f', 1));
+    return text;
+}
+
 void QvThreeHandleSlider::addMark(uint64_t value, const QColor& color) {
     m_marks.append({value, color});
     update();
@@ -188,6 +222,14 @@ void QvThreeHandleSlider::mousePressEvent(QMouseEvent* event) {
 }
 
 void QvThreeHandleSlider::mouseMoveEvent(QMouseEvent* event) {
+    if (event->buttons() == Qt::NoButton) {
+        // Hovering: where in the recording the pointer is, and how busy it is there.
+        const QPoint pos = event->position().toPoint();
+        const QString tip = timelineTipAt(m_orientation == Qt::Horizontal ? pos.x() : pos.y());
+        if (!tip.isEmpty())
+            QToolTip::showText(event->globalPosition().toPoint(), tip, this);
+        return;
+    }
     if (!(event->buttons() & Qt::LeftButton))
         return;
     const QPoint pos = event->position().toPoint();
@@ -267,6 +309,8 @@ void QvThreeHandleSlider::paintEvent(QPaintEvent*) {
                              : QRect((width() - kGrooveThickness) / 2, 0, kGrooveThickness, height());
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
+    if (horizontal)
+        paintTimeline(painter);
     painter.setBrush(QColor(208, 208, 208));
     painter.drawRoundedRect(groove, 5, 5);
 
@@ -315,5 +359,51 @@ void QvThreeHandleSlider::paintEvent(QPaintEvent*) {
         painter.setPen(QPen(m_centerOutlineColor, 1));
         painter.setBrush(m_centerFillColor);
         painter.drawRoundedRect(centerHandleRect(), kCenterRadius, kCenterRadius);
+    }
+}
+
+void QvThreeHandleSlider::paintTimeline(QPainter& painter) {
+    if (m_timeline.isEmpty() || m_range == 0 || m_range == UINT64_MAX)
+        return;
+    // The strip spans the track as the handles do; its height is the rate relative to the peak,
+    // drawn as a band around the groove from the widget's top to its bottom. One value a pixel
+    // column, the busiest bucket in it, so a short burst never disappears between pixels.
+    const int length = trackLength() - 2 * kHandleLength;
+    const int h = height();
+    const double mid = h / 2.0;
+    const QVector<float>& rates = m_timeline.eventsPerSecond;
+    if (length <= 0 || m_timelinePeak <= 0)
+        return;
+    const auto columnOf = [&](uint64_t t) {
+        return t <= m_minimum ? 0.0 : static_cast<double>(length) * static_cast<double>(t - m_minimum) / static_cast<double>(m_range);
+    };
+    QVector<float> column(length + 1, 0.0f);
+    const qsizetype n = rates.size();
+    for (qsizetype i = 0; i < n; ++i) {
+        const uint64_t t = m_timeline.startUs + static_cast<uint64_t>(i) * m_timeline.bucketUs;
+        const int x0 = static_cast<int>(columnOf(t));
+        const int x1 = static_cast<int>(columnOf(t + m_timeline.bucketUs));
+        for (int x = std::max(x0, 0); x <= std::min(std::max(x1 - 1, x0), length); ++x)
+            column[x] = std::max(column[x], rates[i]);
+    }
+    QPainterPath top, area;
+    top.moveTo(0, mid);
+    for (int x = 0; x <= length; ++x)
+        top.lineTo(x + kHandleLength, mid - column[x] / m_timelinePeak * (mid - 1));
+    top.lineTo(length + kHandleLength, mid);
+    area = top;
+    for (int x = length; x >= 0; --x)
+        area.lineTo(x + kHandleLength, mid + column[x] / m_timelinePeak * (mid - 1));
+    area.closeSubpath();
+    painter.setBrush(isEnabled() ? QColor(0x00, 0x4B, 0x6A, 70) : QColor(0xC7, 0xC7, 0xC7, 110));
+    painter.drawPath(area);
+    // Errors and lost data: red over the full height, at least a pixel wide.
+    painter.setBrush(QColor(0xFF, 0x60, 0x58, 170));
+    for (const auto& [from, to] : m_timeline.badRanges) {
+        if (to <= m_minimum || from > m_maximum)
+            continue;
+        const double x0 = columnOf(std::max(from, m_minimum));
+        const double x1 = columnOf(std::min(to, m_maximum));
+        painter.drawRect(QRectF(x0 + kHandleLength, 0, std::max(1.0, x1 - x0), h));
     }
 }

@@ -13,11 +13,27 @@
 // Thread rules: GUI thread only.
 
 #include <QColor>
+#include <QDateTime>
 #include <QList>
 #include <QPair>
+#include <QVector>
 #include <QWidget>
 
 #include <cstdint>
+
+/// What the whole recording looks like, drawn behind the slider's track: the event rate over time
+/// and the stretches that hold decoding errors, truncated or lost data.
+struct QvTimeline {
+    uint64_t startUs = 0;              ///< time of the first bucket's start
+    uint64_t bucketUs = 0;             ///< time each bucket spans; 0: no timeline
+    QVector<float> eventsPerSecond;    ///< one value per bucket, in time order
+    QVector<QPair<uint64_t, uint64_t>> badRanges; ///< [from, to) with errors or lost data
+    QDateTime wallClockAtStart;        ///< local time at startUs (invalid: not known)
+
+    bool isEmpty() const { return bucketUs == 0 || eventsPerSecond.isEmpty(); }
+    /// The rate of the bucket holding `t`; 0 outside the buckets.
+    float rateAt(uint64_t t) const;
+};
 
 class QvThreeHandleSlider : public QWidget {
     Q_OBJECT
@@ -53,6 +69,14 @@ public:
     uint64_t lowerBound() const;
     /// The maximum, or the upper value in type 3.
     uint64_t upperBound() const;
+
+    /// The event-rate strip and error bands painted behind the track (painting only: handles,
+    /// values and signals are unaffected). Hovering the track then tells the time under the
+    /// pointer and the rate there. An empty timeline removes it.
+    void setTimeline(QvTimeline timeline);
+    const QvTimeline& timeline() const { return m_timeline; }
+    /// The tool tip text for the track position `position` (empty without a timeline).
+    QString timelineTipAt(int position) const;
 
     void addMark(uint64_t value, const QColor& color);
     /// Removes every mark (a new recording brings its own).
@@ -99,6 +123,7 @@ private:
     uint64_t valueFromOffset(uint64_t position) const;
     uint64_t clampToRange(uint64_t value) const;
     void applyColors();
+    void paintTimeline(QPainter& painter);
 
     uint64_t m_minimum = 0;
     uint64_t m_maximum = 99999999;
@@ -112,6 +137,8 @@ private:
     uint64_t m_range = UINT64_MAX;
     int64_t m_dragOffset = 0;
     QList<QPair<uint64_t, QColor>> m_marks;
+    QvTimeline m_timeline;
+    float m_timelinePeak = 0;
 
     QColor m_fillColor;
     QColor m_lowerColor;
