@@ -185,13 +185,18 @@ int cmdInfo(const Args& a) {
     std::printf("ON events:   %llu\n", static_cast<unsigned long long>(s.onEvents));
     std::printf("triggers:    %llu\n", static_cast<unsigned long long>(s.triggers));
     std::printf("errors:      %llu", static_cast<unsigned long long>(s.errors()));
-    if (s.errors())
-        std::printf(" (%llu events outside the geometry, %llu unknown words%s)",
-                    static_cast<unsigned long long>(s.invalidEvents), static_cast<unsigned long long>(s.reservedWords),
-                    s.trailingBytes ? ", truncated last word" : "");
+    if (s.errors()) {
+        std::printf(" (%llu events outside the geometry, %llu unknown words",
+                    static_cast<unsigned long long>(s.invalidEvents), static_cast<unsigned long long>(s.reservedWords));
+        if (s.timeJumps)
+            std::printf(", %llu time jumps of more than a day, the first at byte %llu",
+                        static_cast<unsigned long long>(s.timeJumps),
+                        static_cast<unsigned long long>(s.firstTimeJumpOffset));
+        std::printf("%s)", s.trailingBytes ? ", truncated last word" : "");
+    }
     std::printf("\n");
     if (s.timeBackwards)
-        std::printf("note:        the clock stepped back %llu times (those events keep the latest time)\n",
+        std::printf("note:        %llu events came earlier than the event before them and were given its time\n",
                     static_cast<unsigned long long>(s.timeBackwards));
     return 0;
 }

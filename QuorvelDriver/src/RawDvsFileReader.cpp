@@ -309,6 +309,8 @@ public:
         s.reservedWords = d.reservedWords;
         s.trailingBytes = m_totals.trailingBytes;
         s.timeBackwards = d.timeBackwards;
+        s.timeJumps = d.timeJumps;
+        s.firstTimeJumpOffset = d.firstTimeJumpOffset;
         return true;
     }
 

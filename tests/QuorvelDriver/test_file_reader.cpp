@@ -2,7 +2,10 @@
 #include "quorvel/raw/RawHeader.h"
 #include "quorvel/raw/RawIndex.h"
 
+#include "Evt3Reference.h"
 #include "RawRecording.h"
+#include "SensorWords.h"
+#include "camera/EventSource.h"
 
 #include <gtest/gtest.h>
 
@@ -291,4 +294,61 @@ TEST(FileReaderSamples, TimesAndDatesOfTheRealRecordings) {
         EXPECT_EQ(r->indexPath().rfind(cache.path, 0), 0u);
     }
     unsetenv("XDG_CACHE_HOME");
+}
+
+// A sensor-shaped recording (two TIME_LOW words in a row now and then, the first ahead): range
+// reads with and without the index, seeks, a cut and a replay camera all give the times the words
+// say, as a reader written from the format description does.
+TEST_F(FileReaderTest, EveryReadingPathGivesTheTimesTheWordsSay) {
+    SensorWordMix mix = busySensorMix();
+    mix.doubleLowShare = 0.05;
+    const std::string payload = generateSensorEvt3(mix, (uint64_t{1} << 24) - 20'000, 3u << 20, 5);
+    const std::string path = dir.file("sensor.raw");
+    writeFile(path, "% evt 3.0\n% format EVT3;height=720;width=1280\n% end\n" + payload);
+    const std::vector<Event2D> expect = referenceDecodeEvt3(payload, 1280, 720, true).events;
+    const uint64_t first = expect.front().timestamp, last = expect.back().timestamp;
+    for (bool indexed : {false, true}) {
+        SCOPED_TRACE(indexed ? "indexed" : "no index");
+        DvsFileReader::Options o;
+        o.backgroundIndex = indexed;
+        auto r = DvsFileReader::createFileReader(path, o);
+        ASSERT_TRUE(r);
+        if (indexed) {
+            ASSERT_TRUE(r->waitForIndex());
+        }
+        std::mt19937_64 rng(3);
+        for (int i = 0; i < 40; ++i) {
+            const uint64_t s = first + rng() % (last - first), d = 1 + rng() % 5000;
+            auto got = r->getEventsInRange(s, d);
+            ASSERT_TRUE(got);
+            ASSERT_TRUE(*got == expectedRange(expect, s, s + d)) << s << "+" << d;
+        }
+        const uint64_t mid = expect[expect.size() / 2].timestamp;
+        ASSERT_TRUE(r->seekTime(mid));
+        auto b = r->getNTimeEvents(3000);
+        ASSERT_TRUE(b);
+        EXPECT_TRUE(*b == expectedRange(expect, mid, mid + 3000));
+    }
+    auto r = DvsFileReader::createFileReader(path);
+    DvsFileStats st;
+    ASSERT_TRUE(r->getFileStats(st));
+    EXPECT_EQ(st.events, expect.size());
+    EXPECT_EQ(st.timeBackwards, 0u);
+    const uint64_t a = expect[1000].timestamp, e = expect[expect.size() - 1000].timestamp;
+    ASSERT_TRUE(r->exportRawRange(a, e, dir.file("cut.raw"))) << r->lastError();
+    auto c = DvsFileReader::createFileReader(dir.file("cut.raw"));
+    auto all = c->getEventsInRange(0, UINT64_MAX);
+    ASSERT_TRUE(all);
+    EXPECT_TRUE(*all == expectedRange(expect, a, e + 1));
+
+    // A replay camera streams the same events.
+    std::string err;
+    auto replay = detail::makeReplaySource(path, err);
+    ASSERT_TRUE(replay) << err;
+    std::vector<Event2D> streamed;
+    std::vector<EventTriggerIn> tr;
+    while (streamed.size() < expect.size())
+        ASSERT_TRUE(replay->next(10'000, streamed, tr)) << replay->lastError();
+    streamed.resize(expect.size());
+    EXPECT_TRUE(streamed == expect);
 }

@@ -104,32 +104,75 @@ TEST(Evt3Decoder, TimeWordsVectorsAndRows) {
     EXPECT_EQ(c.lastEventTs, 4113u);
 }
 
-TEST(Evt3Decoder, WrapsBackwardStepsAndBadInput) {
+// The time is what the last time words say, taken exactly, also when it is lower than before:
+// sensors send two TIME_LOW words in a row after a TIME_HIGH and the second is the events' time.
+// Only an event below the previous event's time is raised to it, and counted.
+TEST(Evt3Decoder, TimeIsWhatTheLastTimeWordsSay) {
+    const RawHeader h = headerFor(RawEncoding::Evt3, 64, 32);
+    const std::string s = words16({
+        0x8001, 0x6010, 0x0003, 0x2005, // event at 0x1010
+        0x8002, 0x632B, 0x6320,         // two TIME_LOW in a row: the clock is 0x2320
+        0x2006,                         // event at 0x2320
+        0x3010, 0x4007, 0x4000, 0x5000, // vector x = 16, 17, 18 at 0x2320
+        0xA101,                         // trigger at 0x2320
+        0x6310, 0x2007,                 // the clock goes below the last event: raised to 0x2320, counted
+        0xA100,                         // a trigger keeps the clock: 0x2310
+        0x6330, 0x2008,                 // 0x2330
+        0x8003, 0x8002, 0x6340, 0x2009, // TIME_HIGH ahead and back, no event between: 0x2340 as is
+    });
+    const std::vector<Event2D> want = {{5, 3, 0, 0x1010},  {6, 3, 0, 0x2320}, {16, 3, 0, 0x2320}, {17, 3, 0, 0x2320},
+                                       {18, 3, 0, 0x2320}, {7, 3, 0, 0x2320}, {8, 3, 0, 0x2330},  {9, 3, 0, 0x2340}};
+    const std::vector<EventTriggerIn> wantTr = {{1, 1, 0x2320}, {1, 0, 0x2310}};
+    for (uint32_t seed : {1u, 2u, 3u}) {
+        auto d = EventDecoder::create(h);
+        const Decoded r = decodeAll(*d, s, seed);
+        EXPECT_EQ(r.events, want);
+        EXPECT_EQ(r.triggers, wantTr);
+        EXPECT_EQ(r.stats.timeBackwards, 1u);
+    }
+    const DecodeStats c = countAll(h, s);
+    EXPECT_EQ(c.events, want.size());
+    EXPECT_EQ(c.timeBackwards, 1u);
+    EXPECT_EQ(c.firstEventTs, 0x1010u);
+    EXPECT_EQ(c.lastEventTs, 0x2340u);
+}
+
+TEST(Evt3Decoder, WrapsTimeJumpsAndBadInput) {
     const RawHeader h = headerFor(RawEncoding::Evt3, 100, 10);
     auto d = EventDecoder::create(h);
-    const std::string s = words16({
+    std::string s = words16({
         0x8FFE, 0x6FFF, 0x0001, 0x2001, // t = 0xFFE000 + 0xFFF
         0x8FFF, 0x8000, 0x6005, 0x2002, // wrap: 2^24 + 5
-        0x6003, 0x2003,                 // TIME_LOW steps back: clamped to the latest time
+        0x6003, 0x2003,                 // below the last event: raised to it
+        0x6006,                         // 2^24 + 6
         0x2064, 0x000A, 0x2001,         // x = 100 and y = 10 are outside 100x10
         0x1000, 0x2004,                 // an old exposure word switches CD off...
         0x0002, 0x2005,                 // ...until the next ADDR_Y
         0x3060, 0x4FFF,                 // vector running past the width: 96..99 kept, 100..107 invalid
-        0x800A, 0x8002, 0x2006,         // TIME_HIGH back by < 2048: not a wrap, clamped
+        0x800A, 0x8002, 0x2006,         // TIME_HIGH back by < 2048: not a wrap
     });
+    // More than a day of wraps with no event: a time jump no recording has, reported where it is.
+    const size_t jumpWord = s.size() / 2 + 2 * 5149 + 1; // the pair that passes the day
+    for (int i = 0; i < 5160; ++i)
+        s += words16({0x8800, 0x8000});
+    s += words16({0x2007});
     const Decoded r = decodeAll(*d, s, 3);
     const uint64_t wrap = uint64_t{1} << 24;
-    ASSERT_EQ(r.events.size(), 4u + 4u + 1u);
+    ASSERT_EQ(r.events.size(), 4u + 4u + 2u);
     EXPECT_EQ(r.events[0], Event2D(1, 1, 0, 0xFFEFFF));
     EXPECT_EQ(r.events[1], Event2D(2, 1, 0, wrap + 5));
     EXPECT_EQ(r.events[2], Event2D(3, 1, 0, wrap + 5));
-    EXPECT_EQ(r.events[3], Event2D(5, 2, 0, wrap + 5));
-    EXPECT_EQ(r.events[4].x, 96);
-    EXPECT_EQ(r.events.back(), Event2D(6, 2, 0, wrap + 0xA000));
+    EXPECT_EQ(r.events[3], Event2D(5, 2, 0, wrap + 6));
+    EXPECT_EQ(r.events[4], Event2D(96, 2, 0, wrap + 6));
+    EXPECT_EQ(r.events[8], Event2D(6, 2, 0, wrap + 0x2000));
+    EXPECT_EQ(r.events[9], Event2D(7, 2, 0, wrap * 5161));
     EXPECT_EQ(r.stats.invalidEvents, 2u + 8u);
-    EXPECT_EQ(r.stats.timeBackwards, 2u);
-    EXPECT_TRUE(std::is_sorted(r.events.begin(), r.events.end(),
-                               [](const Event2D& a, const Event2D& b) { return a.timestamp < b.timestamp; }));
+    EXPECT_EQ(r.stats.timeBackwards, 1u);
+    EXPECT_EQ(r.stats.timeJumps, 1u);
+    EXPECT_EQ(r.stats.firstTimeJumpOffset, jumpWord * 2);
+    const DecodeStats c = countAll(h, s);
+    EXPECT_EQ(c.timeJumps, 1u);
+    EXPECT_EQ(c.firstTimeJumpOffset, jumpWord * 2);
 }
 
 TEST(Evt2Decoder, EventsTriggersAndTheLongWrap) {

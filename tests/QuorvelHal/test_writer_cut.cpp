@@ -3,6 +3,7 @@
 #include "quorvel/raw/RawFileWriter.h"
 #include "quorvel/raw/RawIndex.h"
 
+#include "Evt3Reference.h"
 #include "RawRecording.h"
 
 #include <gtest/gtest.h>
@@ -62,13 +63,31 @@ Stream readAll(const std::string& path, DecodeStats* stats = nullptr) {
     return s;
 }
 
-std::vector<uint16_t> payloadWords(const std::string& path) {
+struct Payload {
+    std::string bytes;
+    RawHeader header;
+};
+
+Payload payloadOf(const std::string& path) {
+    Payload p;
     std::string err;
-    auto f = RawFile::open(path, err);
-    const std::string bytes = readFileBytes(path);
-    std::vector<uint16_t> w((bytes.size() - f->payloadBegin()) / 2);
-    std::memcpy(w.data(), bytes.data() + f->payloadBegin(), w.size() * 2);
-    return w;
+    EXPECT_TRUE(readRawHeader(path, p.header, err)) << err;
+    p.bytes = readFileBytes(path).substr(p.header.payloadOffset);
+    return p;
+}
+
+// What another reader makes of an EVT 3.0 file we wrote: the writer's rules hold, and a reader
+// written from the format description gets `expect` whichever low part it keeps after a TIME_HIGH.
+void expectOtherReadersAgree(const std::string& path, const Stream& expect) {
+    const Payload p = payloadOf(path);
+    ASSERT_EQ(p.header.encoding, RawEncoding::Evt3);
+    EXPECT_EQ(evt3WriterRuleBroken(p.bytes, p.header.width), "");
+    for (bool restart : {true, false}) {
+        SCOPED_TRACE(restart ? "low part restarts at TIME_HIGH" : "low part kept");
+        const Evt3Reading r = referenceDecodeEvt3(p.bytes, p.header.width, p.header.height, restart, p.header.timeBaseUs);
+        EXPECT_TRUE(r.events == expect.events);
+        EXPECT_EQ(r.triggers, expect.triggers);
+    }
 }
 
 } // namespace
@@ -86,43 +105,9 @@ TEST(RawFileWriter, Evt3RoundTripIsExactAcrossWrapsGapsAndTriggers) {
     EXPECT_EQ(out.triggers, in.triggers);
     EXPECT_EQ(stats.invalidEvents + stats.reservedWords + stats.timeBackwards, 0u);
 
-    // The writer rules other readers depend on.
-    const std::vector<uint16_t> w = payloadWords(path);
-    ASSERT_GE(w.size(), 2u);
-    EXPECT_EQ(w[0] >> 12, 0x8);
-    EXPECT_EQ(w[1] >> 12, 0x6);
-    int lastHigh = -1;
-    bool haveY = false;
-    size_t vectors = 0;
-    for (size_t i = 0; i < w.size(); ++i) {
-        const unsigned type = w[i] >> 12;
-        if (type == 0x8) {
-            const int h = w[i] & 0xFFF;
-            if (lastHigh >= 0) {
-                ASSERT_TRUE(h == lastHigh || h == ((lastHigh + 1) & 0xFFF)) << "TIME_HIGH jump at word " << i;
-            }
-            lastHigh = h;
-        }
-        if (type == 0x0)
-            haveY = true;
-        if (type == 0x2 || type == 0x3) {
-            ASSERT_TRUE(haveY);
-        }
-        if (type == 0x3) {
-            ++vectors;
-            ASSERT_LE((w[i] & 0x7FF) + 32u, p.width);
-            ASSERT_LT(i + 3, w.size());
-            ASSERT_EQ(w[i + 1] >> 12, 0x4u);
-            ASSERT_EQ(w[i + 2] >> 12, 0x4u);
-            ASSERT_EQ(w[i + 3] >> 12, 0x5u);
-        }
-        if (type == 0x4 || type == 0x5) { // vector words only come in whole triples
-            ASSERT_TRUE((w[i - 1] >> 12) == 0x3 || (w[i - 1] >> 12) == 0x4 || (w[i - 1] >> 12) == 0x5);
-        }
-    }
-    EXPECT_GT(vectors, 1000u);
+    expectOtherReadersAgree(path, in);
     // Vectors pay off: fewer words than events.
-    EXPECT_LT(w.size(), in.events.size());
+    EXPECT_LT(payloadOf(path).bytes.size() / 2, in.events.size());
 }
 
 TEST(RawFileWriter, LateStartClampingAndGeometry) {
@@ -151,6 +136,25 @@ TEST(RawFileWriter, LateStartClampingAndGeometry) {
     o.width = 320;
     EXPECT_FALSE(bad.open(dir.file("no/such/dir/x.raw"), o));
     EXPECT_NE(bad.lastError().find("cannot create"), std::string::npos);
+}
+
+// A silence costs a few words per 16.8 s wrap, not one per 4096 us; more than a day between
+// neighbouring events is no recording's clock and is refused.
+TEST(RawFileWriter, SilencesAreCheapAndADayIsRefused) {
+    TempDir dir;
+    const uint64_t hour = 3'600'000'000ull;
+    const Stream quiet{{{1, 1, 1, 5000}, {2, 2, 0, 5000 + hour}, {3, 3, 1, 5000 + 20 * hour}}, {{0, 1, 5000 + 2 * hour}}};
+    ASSERT_TRUE(writeRaw(dir.file("quiet.raw"), 64, 64, quiet.events, quiet.triggers));
+    EXPECT_LT(payloadOf(dir.file("quiet.raw")).bytes.size(), 20u * 3600 / 16 * 3 * 2);
+    EXPECT_TRUE(readAll(dir.file("quiet.raw")).events == quiet.events);
+    expectOtherReadersAgree(dir.file("quiet.raw"), quiet);
+
+    RawFileWriter w;
+    ASSERT_TRUE(w.open(dir.file("jump.raw"), rawOptions(64, 64, "", RawEncoding::Evt3)));
+    const std::vector<Event2D> jump = {{1, 1, 1, 5000}, {2, 2, 0, 5000 + 25 * hour}};
+    EXPECT_FALSE(w.write(jump));
+    EXPECT_NE(w.lastError().find("more than a day"), std::string::npos) << w.lastError();
+    EXPECT_FALSE(w.close());
 }
 
 class RawCutTest : public ::testing::TestWithParam<RawEncoding> {};
@@ -193,10 +197,14 @@ TEST_P(RawCutTest, CutHoldsExactlyTheRangeAndCopiesTheMiddle) {
         EXPECT_TRUE(got.events == expect.events);
         EXPECT_EQ(got.triggers, expect.triggers);
         EXPECT_EQ(res.events, expect.events.size());
-        EXPECT_EQ(st.invalidEvents + st.reservedWords, 0u);
-        if (b - a > 2'000'000) {
+        EXPECT_EQ(st.invalidEvents + st.reservedWords + st.timeBackwards, 0u);
+        if (expect.events.size() > 20'000) {
             EXPECT_GT(res.copiedBytes, 0u) << "a long range should be copied, not re-encoded";
         }
+        if (GetParam() == RawEncoding::Evt3)
+            expectOtherReadersAgree(out, expect);
+        else
+            EXPECT_NE(readFileBytes(out)[payloadOf(out).header.payloadOffset], '%');
         RawHeader h;
         ASSERT_TRUE(readRawHeader(out, h, err)) << err;
         EXPECT_TRUE(h.hasEndLine);

@@ -1,7 +1,9 @@
 // The `quorvel` command line, run as a user would run it.
 #include "quorvel/DvsFileReader.h"
 #include "CliRun.h"
+#include "Evt3Reference.h"
 #include "RawRecording.h"
+#include "SensorWords.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -101,6 +103,30 @@ TEST(Cli, DumpCutAndConvertKeepTheEvents) {
     EXPECT_NE(r.out.find("index built: " + fresh + ".qvidx"), std::string::npos) << r.out;
     r = run("index " + fresh, dir);
     EXPECT_NE(r.out.find("index up to date"), std::string::npos) << r.out;
+}
+
+// Sensor-shaped words (two TIME_LOW in a row, the first ahead): dump and convert print the times
+// the words say, as a reader written from the format description does.
+TEST(Cli, DumpAndConvertGiveTheTimesTheWordsSay) {
+    TempDir dir;
+    SensorWordMix mix = busySensorMix();
+    mix.doubleLowShare = 0.05;
+    const std::string payload = generateSensorEvt3(mix, 9'000'000, 1u << 20, 8);
+    const std::string src = dir.file("sensor.raw");
+    writeFile(src, "% evt 3.0\n% format EVT3;height=720;width=1280\n% end\n" + payload);
+    const std::vector<Event2D> expect = referenceDecodeEvt3(payload, 1280, 720, true).events;
+    CliRun r = run("dump " + src, dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(r.out == lines(expect, 0, UINT64_MAX));
+    r = run("convert " + src + " " + dir.file("out.csv"), dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(readFileBytes(dir.file("out.csv")) == "t,x,y,p\n" + lines(expect, 0, UINT64_MAX));
+    r = run("convert " + src + " " + dir.file("out.raw"), dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    r = run("dump " + dir.file("out.raw"), dir);
+    EXPECT_TRUE(r.out == lines(expect, 0, UINT64_MAX));
+    r = run("info " + src, dir);
+    EXPECT_EQ(r.out.find("stepped back"), std::string::npos) << r.out;
 }
 
 TEST(Cli, FailuresAreOneLineAndNonZero) {

@@ -52,9 +52,12 @@ struct DvsFileStats {
     uint64_t invalidEvents = 0; ///< outside the sensor geometry, dropped
     uint64_t reservedWords = 0; ///< unknown word types, skipped
     uint64_t trailingBytes = 0; ///< a partial word at the end (truncated file)
-    uint64_t timeBackwards = 0; ///< times the stream clock stepped back (events clamped)
-    /// Decoding errors a user should know about: invalid events, reserved words, truncation.
-    uint64_t errors() const { return invalidEvents + reservedWords + (trailingBytes ? 1 : 0); }
+    uint64_t timeBackwards = 0; ///< events earlier than the event before them, given its time
+    uint64_t timeJumps = 0;     ///< time words more than a day after the previous event
+    uint64_t firstTimeJumpOffset = 0; ///< file offset of the first of them
+    /// Decoding errors a user should know about: invalid events, reserved words, time jumps,
+    /// truncation.
+    uint64_t errors() const { return invalidEvents + reservedWords + timeJumps + (trailingBytes ? 1 : 0); }
 };
 
 class DvsFileReader {

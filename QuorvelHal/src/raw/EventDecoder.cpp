@@ -15,6 +15,9 @@ void DecodeStats::add(const DecodeStats& o) {
     invalidEvents += o.invalidEvents;
     reservedWords += o.reservedWords;
     timeBackwards += o.timeBackwards;
+    if (o.timeJumps && !timeJumps)
+        firstTimeJumpOffset = o.firstTimeJumpOffset;
+    timeJumps += o.timeJumps;
 }
 
 namespace isa_generic {

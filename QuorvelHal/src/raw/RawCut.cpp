@@ -37,18 +37,42 @@ struct WordStepper {
     }
 };
 
-// A TIME_HIGH word at which a copy may start: after it the decoder runs on the stream's own time
-// (no clamping pending), so a new stream brought into the state before it decodes the same.
-bool cleanSplice(RawEncoding enc, const DecoderState& before, const DecoderState& after) {
-    if (after.floor != after.rawTime || before.floor > after.rawTime || !before.started)
-        return false;
-    if (enc == RawEncoding::Evt3)
-        return (before.floor >> 12) <= (before.timeBase >> 12) + before.lastHigh;
-    return true;
-}
-
+// The time a copy starting at a TIME_HIGH word needs the new stream's TIME_HIGH at, before it.
 uint64_t syncTime(RawEncoding enc, const DecoderState& s) {
     return enc == RawEncoding::Evt3 ? s.timeBase + (uint64_t{s.lastHigh} << 12) : s.rawTime;
+}
+
+// A TIME_HIGH word at which a copy may start. A new stream decodes the copied payload exactly as
+// the source did when its decoder reaches the same state, the event floor included: the floor is
+// the last event before the word, which the re-encoded part wrote when that event is in the
+// range. So the range must have begun (floor >= A: every later event is in it as far as its start
+// goes), and the TIME_HIGH the new stream is brought to must not be below the latest time the
+// re-encoded part wrote (its time words only move forward).
+bool cleanSplice(RawEncoding enc, const DecoderState& before, uint64_t A, uint64_t writtenUpTo) {
+    if (!before.started || before.floor < A)
+        return false;
+    const uint64_t coarse = enc == RawEncoding::Evt3 ? ~uint64_t{0xFFF} : ~uint64_t{0x3F};
+    return syncTime(enc, before) >= (writtenUpTo & coarse);
+}
+
+// EVT 3.0: true when the payload from `from` to `to` uses the vector base before setting it, so
+// the new stream must state it (a VECT_BASE_X with nothing after it would break rule 4).
+bool needsVectorBase(const RawFile& file, uint64_t from, uint64_t to) {
+    std::vector<uint8_t> buf(64u << 10);
+    while (from < to) {
+        const size_t n = static_cast<size_t>(std::min<uint64_t>(buf.size(), to - from)) & ~size_t{1};
+        if (n == 0 || file.readAt(from, buf.data(), n) != static_cast<long>(n))
+            return true; // cannot tell: state it
+        for (size_t i = 0; i < n; i += 2) {
+            const unsigned type = buf[i + 1] >> 4;
+            if (type == 0x3)
+                return false;
+            if (type == 0x4 || type == 0x5)
+                return true;
+        }
+        from += n;
+    }
+    return false;
 }
 
 // Events a decoder in state `state` at `from` finds up to `to`.
@@ -158,10 +182,11 @@ bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<Ra
         return true;
     }
 
-    // 1. Re-encode from the index entry up to the first clean TIME_HIGH at or after A.
+    // 1. Re-encode from the index entry up to the first clean TIME_HIGH inside the range.
     WordStepper ws(cur);
     std::vector<Event2D> prefix;
     std::vector<EventTriggerIn> prefixTr;
+    uint64_t written = 0; // latest time the re-encoded part holds
     bool haveX = false;
     uint64_t X = 0;
     DecoderState beforeX;
@@ -175,7 +200,7 @@ bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<Ra
         ws.triggers.clear();
         if (!ws.step())
             break;
-        if (isHigh && cur.state().rawTime >= A && cleanSplice(enc, before, cur.state())) {
+        if (isHigh && cleanSplice(enc, before, A, written)) {
             if (cur.state().rawTime > B)
                 break; // the range ends before any clean splice point: all of it is in the prefix
             haveX = true;
@@ -184,28 +209,83 @@ bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<Ra
             break;
         }
         for (size_t i = 0; i < ws.produced; ++i)
-            if (ws.out[i].timestamp >= A && ws.out[i].timestamp <= B)
+            if (ws.out[i].timestamp >= A && ws.out[i].timestamp <= B) {
                 prefix.push_back(ws.out[i]);
+                written = std::max(written, ws.out[i].timestamp);
+            }
         for (const auto& t : ws.triggers)
-            if (t.timestamp >= A && t.timestamp <= B)
+            if (t.timestamp >= A && t.timestamp <= B) {
                 prefixTr.push_back(t);
+                written = std::max(written, t.timestamp);
+            }
         if (cur.state().floor > B)
             break;
     }
     if (cur.readFailed())
         return failWith(cur.errorText());
 
-    // 2. The end of the copy: the first word after which time is past B.
-    uint64_t Y = X;
+    // 2. The end of the copy. Everything before the index entry of B + 1 is at or before B; from
+    // there the copy runs up to the first word that gives an event after B or a trigger outside
+    // the range (Yc). Events at or before B may still follow when the source clock steps back, up
+    // to the first word after which the last event is past B (Y): those are re-encoded. The scan
+    // starts one entry earlier, so that it sees the start of any vector group around that entry.
+    uint64_t Yc = X, Y = X;
+    DecoderState atYc;
+    std::vector<Event2D> tail;
+    std::vector<EventTriggerIn> tailTr;
     if (haveX) {
-        const RawIndexEntry& eB = RawIndex::entryFor(entries, afterB);
-        if (eB.offset > cur.offset())
-            cur.seek(eB.offset, eB.state);
+        const RawIndexEntry* eB = &RawIndex::entryFor(entries, afterB);
+        if (eB != &entries.front())
+            --eB;
+        if (eB->offset > cur.offset())
+            cur.seek(eB->offset, eB->state);
+        bool inTail = false;
+        // EVT 3.0: where the vector group being read began (its VECT_BASE_X), so that the copy
+        // never ends between a base and its triples.
+        bool inGroup = false;
+        uint64_t groupOff = 0;
+        DecoderState groupState;
         for (;;) {
             const uint64_t off = cur.offset();
+            const DecoderState before = cur.state();
+            if (enc == RawEncoding::Evt3) {
+                const uint8_t* w = ws.peekWord();
+                const unsigned type = w ? w[1] >> 4 : 0;
+                if (type == 0x3) {
+                    inGroup = true;
+                    groupOff = off;
+                    groupState = before;
+                } else if (type != 0x4 && type != 0x5) {
+                    inGroup = false;
+                }
+            }
+            ws.triggers.clear();
             if (!ws.step()) {
-                Y = cur.atEnd() && !cur.readFailed() ? file->payloadEnd() : off;
+                const uint64_t endOff = cur.atEnd() && !cur.readFailed() ? file->payloadEnd() : off;
+                Y = endOff;
+                if (!inTail) {
+                    Yc = endOff;
+                    atYc = cur.state();
+                }
                 break;
+            }
+            bool outside = false;
+            for (size_t i = 0; i < ws.produced; ++i)
+                outside = outside || ws.out[i].timestamp > B;
+            for (const auto& t : ws.triggers)
+                outside = outside || t.timestamp < A || t.timestamp > B;
+            if (outside && !inTail) {
+                inTail = true;
+                Yc = inGroup ? groupOff : off;
+                atYc = inGroup ? groupState : before;
+            }
+            if (inTail) {
+                for (size_t i = 0; i < ws.produced; ++i)
+                    if (ws.out[i].timestamp <= B)
+                        tail.push_back(ws.out[i]);
+                for (const auto& t : ws.triggers)
+                    if (t.timestamp >= A && t.timestamp <= B)
+                        tailTr.push_back(t);
             }
             if (cur.state().floor > B) {
                 Y = off;
@@ -216,7 +296,7 @@ bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<Ra
             return failWith(cur.errorText());
     }
 
-    // 3. Write: header, re-encoded prefix, state words, copied payload.
+    // 3. Write: header, re-encoded prefix, state words, copied payload, re-encoded tail.
     EventEncoder& encoder = writer.encoder();
     uint64_t firstTime = haveX ? syncTime(enc, beforeX) : UINT64_MAX;
     if (!prefix.empty())
@@ -230,10 +310,15 @@ bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<Ra
     if (!writer.write(prefix, prefixTr))
         return failWith(writer.lastError());
     if (haveX) {
-        encoder.syncTo(beforeX);
-        if (!writer.copyPayloadFrom(file->fd(), X, Y - X))
+        encoder.syncTo(beforeX, enc == RawEncoding::Evt3 && needsVectorBase(*file, X + 2, Yc));
+        if (!writer.copyPayloadFrom(file->fd(), X, Yc - X))
             return failWith(writer.lastError());
-        result.copiedBytes = Y - X;
+        result.copiedBytes = Yc - X;
+        if (!tail.empty() || !tailTr.empty()) {
+            encoder.assume(atYc);
+            if (!writer.write(tail, tailTr))
+                return failWith(writer.lastError());
+        }
     }
     if (!writer.close())
         return failWith(writer.lastError());
@@ -241,18 +326,19 @@ bool cutRawFile(const std::shared_ptr<const RawFile>& file, const std::vector<Ra
     // Count what the copied payload holds: the index knows the events between its entries, so
     // only the pieces before the first and after the last entry inside the copy are counted.
     result.events = writer.eventsWritten();
-    if (haveX && Y > X) {
+    if (haveX && Yc > X) {
         const auto byOffset = [](const RawIndexEntry& e, uint64_t off) { return e.offset < off; };
         const auto first = std::lower_bound(entries.begin(), entries.end(), X, byOffset);
-        auto last = std::lower_bound(entries.begin(), entries.end(), Y + 1, byOffset);
+        auto last = std::lower_bound(entries.begin(), entries.end(), Yc + 1, byOffset);
         if (first != entries.end() && last != entries.begin() && (--last)->offset >= first->offset) {
             result.events += countEvents(file, X, beforeX, first->offset);
             result.events += last->eventsBefore - first->eventsBefore;
-            result.events += countEvents(file, last->offset, last->state, Y);
+            result.events += countEvents(file, last->offset, last->state, Yc);
         } else {
-            result.events += countEvents(file, X, beforeX, Y);
+            result.events += countEvents(file, X, beforeX, Yc);
         }
     }
+    (void)Y;
     return true;
 }
 

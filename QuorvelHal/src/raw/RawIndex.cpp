@@ -75,6 +75,15 @@ uint64_t fnv1a(const std::string& s) {
     return h;
 }
 
+// The latest event or trigger time before the cursor: `latest` so far, the cursor's last event
+// time, and the triggers from `from` on.
+uint64_t latestTime(uint64_t latest, const RawStreamCursor& cur, const std::vector<EventTriggerIn>& triggers, size_t from) {
+    latest = std::max(latest, cur.state().floor);
+    for (size_t i = from; i < triggers.size(); ++i)
+        latest = std::max(latest, triggers[i].timestamp);
+    return latest;
+}
+
 } // namespace
 
 namespace {
@@ -95,12 +104,15 @@ struct GuessedScan {
              const std::atomic<bool>& stop, std::atomic<uint64_t>& done) {
         RawStreamCursor cur(file, 256u << 10);
         cur.seek(from, cur.decoder().initialState());
+        uint64_t latest = cur.state().floor;
         while (cur.offset() < to) {
             if (cancel.load(std::memory_order_relaxed) || stop.load(std::memory_order_relaxed))
                 return;
+            const size_t trBefore = triggers.size();
             if (!cur.countUntil(std::min(cur.offset() + RawIndex::kEntryBytes, to), triggers))
                 return; // read error or a short file: the first half's scan carries on by itself
-            entries.push_back({cur.offset(), cur.state().floor, cur.decoder().stats().events, cur.state()});
+            latest = latestTime(latest, cur, triggers, trBefore);
+            entries.push_back({cur.offset(), latest, cur.decoder().stats().events, cur.state()});
             if (entries.size() == 1) {
                 atFirstEntry = cur.decoder().stats();
                 triggersAtFirstEntry = triggers.size();
@@ -123,19 +135,22 @@ bool sameButForClock(const DecoderState& real, const DecoderState& guess, uint64
     return moved == real;
 }
 
-bool spliceSecondHalf(RawIndex& index, const GuessedScan& guess, RawStreamCursor& cur) {
+bool spliceSecondHalf(RawIndex& index, const GuessedScan& guess, RawStreamCursor& cur, uint64_t latest) {
     // The scans must agree at the first entry of the second half, and the first half must hold an
-    // event (so the first event time is known without the speculative part).
+    // event (so the first event time is known without the speculative part). A time jump the
+    // guess saw before that entry leaves the offset of its first one after the entry unknown.
     const DecodeStats& real = cur.decoder().stats();
     uint64_t delta = 0;
     if (!guess.finished || guess.entries.empty() || guess.entries.front().offset != cur.offset() || real.events == 0 ||
-        !sameButForClock(cur.state(), guess.entries.front().state, delta))
+        guess.atFirstEntry.timeJumps != 0 || !sameButForClock(cur.state(), guess.entries.front().state, delta))
         return false;
     const uint64_t eventsShift = real.events - guess.atFirstEntry.events;
     index.entries.reserve(index.entries.size() + guess.entries.size());
     for (size_t i = 1; i < guess.entries.size(); ++i) {
         RawIndexEntry e = guess.entries[i];
-        e.timeUs += delta;
+        // The guess's latest times are its own clock's; before the entry they are at most the
+        // first half's.
+        e.timeUs = std::max(e.timeUs + delta, latest);
         e.eventsBefore += eventsShift;
         e.state.timeBase += delta;
         e.state.rawTime += delta;
@@ -154,6 +169,8 @@ bool spliceSecondHalf(RawIndex& index, const GuessedScan& guess, RawStreamCursor
     rest.invalidEvents = guess.total.invalidEvents - guess.atFirstEntry.invalidEvents;
     rest.reservedWords = guess.total.reservedWords - guess.atFirstEntry.reservedWords;
     rest.timeBackwards = guess.total.timeBackwards - guess.atFirstEntry.timeBackwards;
+    rest.timeJumps = guess.total.timeJumps;
+    rest.firstTimeJumpOffset = guess.total.firstTimeJumpOffset;
     rest.lastEventTs = guess.total.lastEventTs + delta;
     index.totals.stats = real;
     index.totals.stats.add(rest);
@@ -211,8 +228,12 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
         batch.clear();
     };
     bool spliced = false;
+    uint64_t latest = cur.state().floor;
+    size_t trBefore = 0;
     for (;;) {
-        const RawIndexEntry e{cur.offset(), cur.state().floor, cur.decoder().stats().events, cur.state()};
+        latest = latestTime(latest, cur, triggers, trBefore);
+        trBefore = triggers.size();
+        const RawIndexEntry e{cur.offset(), latest, cur.decoder().stats().events, cur.state()};
         entries.push_back(e);
         batch.push_back(e);
         if (cancel.load(std::memory_order_relaxed))
@@ -221,7 +242,7 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
             break;
         if (helper.joinable() && cur.offset() == half + kEntryBytes) {
             helper.join();
-            spliced = spliceSecondHalf(*this, guess, cur);
+            spliced = spliceSecondHalf(*this, guess, cur, latest);
             builtInTwoHalves = spliced;
             if (spliced) {
                 // The second half's entries as spliced (clock and counts moved), not as guessed.

@@ -1,12 +1,13 @@
 #pragma once
 // The seek index of a recording: every 128 KiB of payload, the file offset of a word together
-// with the complete decoder state before that word and the latest event time before it, plus the
-// totals of the whole file (event, ON, trigger and error counts, first and last event time) and
-// its trigger list.
+// with the complete decoder state before that word and the latest event or trigger time before
+// it, plus the totals of the whole file (event, ON, trigger and error counts, first and last event
+// time) and its trigger list.
 //
 // Seeking to time T takes the last entry whose time is below T, restores its state and decodes
-// forward, dropping events before T: every event before the entry is at or before the entry's
-// time, so nothing at or after T is missed. Memory is about 100 bytes per 128 KiB of recording.
+// forward, dropping events before T: every event and trigger before the entry is at or before the
+// entry's time, so nothing at or after T is missed. Memory is about 100 bytes per 128 KiB of
+// recording.
 //
 // The index is saved beside the recording as `<name>.qvidx`, or in the user's cache folder
 // ($XDG_CACHE_HOME/quorvel or ~/.cache/quorvel) when that folder cannot be written, and is only
@@ -30,7 +31,7 @@ namespace quorvel {
 
 struct RawIndexEntry {
     uint64_t offset = 0;  ///< file offset of a word boundary
-    uint64_t timeUs = 0;  ///< no event before `offset` is later than this (decoder floor)
+    uint64_t timeUs = 0;  ///< no event or trigger before `offset` is later than this
     uint64_t eventsBefore = 0;
     DecoderState state;   ///< decoder state before the word at `offset`
 };
@@ -42,7 +43,7 @@ struct RawIndexTotals {
     /// Errors a user should hear about: events outside the geometry, reserved words, a partial
     /// trailing word.
     uint64_t errorCount() const {
-        return stats.invalidEvents + stats.reservedWords + (trailingBytes ? 1 : 0);
+        return stats.invalidEvents + stats.reservedWords + stats.timeJumps + (trailingBytes ? 1 : 0);
     }
 };
 
