@@ -40,9 +40,11 @@ double seconds(std::chrono::steady_clock::time_point t0) {
 }
 
 void removeIndexes(const std::string& path) {
-    std::error_code ec;
-    fs::remove(RawIndex::besidePath(path), ec);
-    fs::remove(RawIndex::cachePath(path), ec);
+    std::string err;
+    if (auto f = RawFile::open(path, err)) {
+        std::error_code ec;
+        fs::remove(RawIndex::cachePath(*f), ec);
+    }
 }
 
 // Writes header + payload repeated until `bytes`.
@@ -236,8 +238,10 @@ int main(int argc, char** argv) {
         if (g.ownDir)
             fs::remove_all(g.dir, ec);
         else
-            for (const auto& f : {g.big, g.oneGb, RawIndex::besidePath(g.big), RawIndex::besidePath(g.oneGb)})
+            for (const auto& f : {g.big, g.oneGb}) {
+                removeIndexes(f);
                 fs::remove(f, ec);
+            }
     }
     return 0;
 }

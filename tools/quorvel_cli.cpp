@@ -6,6 +6,7 @@
 #include "camera_commands.h"
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawFileWriter.h"
+#include "quorvel/raw/RawIndex.h"
 
 #include "cli_video.h"
 
@@ -53,8 +54,9 @@ const std::map<std::string, std::string> kHelp = {
      "usage: quorvel info FILE [--json]\n"
      "Prints the format, geometry, serial number, recording date, first and last event time, duration,\n"
      "event count, ON event count, trigger count and the decoding errors found (events outside the\n"
-     "geometry, unknown words, a truncated last word). Counts come from the seek index, which is built\n"
-     "on first use and saved beside the file (or in ~/.cache/quorvel), so later calls answer at once.\n"
+     "geometry, unknown words, time jumps of more than a day, a truncated last word). Counts come from\n"
+     "the seek index, which is built on first use and kept in the cache folder ($XDG_CACHE_HOME/Quorvel,\n"
+     "else ~/.cache/Quorvel; never beside the recording), so later calls answer at once.\n"
      "With --json prints one object with keys format, width, height, serial, date, first_ts, last_ts,\n"
      "duration_us, events, on_events, triggers, errors.\n"},
     {"dump",
@@ -68,8 +70,12 @@ const std::map<std::string, std::string> kHelp = {
      "unchanged; others are written as EVT 3.0. OUT only appears when the cut succeeded.\n"},
     {"index",
      "usage: quorvel index FILE\n"
-     "Builds the seek index of FILE unless a current one exists, and prints where it is kept. An index\n"
-     "belongs to the recording's size and modification time and is rebuilt when either changes.\n"},
+     "Builds the seek index of FILE unless a current one exists, and prints where it is kept: in the\n"
+     "cache folder ($XDG_CACHE_HOME/Quorvel, else ~/.cache/Quorvel), never beside the recording, or in\n"
+     "memory only when that folder cannot be written. An index belongs to one version of the recording\n"
+     "(its size, modification time, inode and sampled content) and is rebuilt when the recording\n"
+     "changes or the index is damaged. The folder is kept under QUORVEL_INDEX_CACHE_MB megabytes\n"
+     "(default 512), least recently used indexes removed first.\n"},
     {"convert",
      "usage: quorvel convert IN OUT\n"
      "Rewrites any readable recording as EVT 3.0 when OUT ends in .raw, or as text when it ends in .csv\n"
@@ -306,8 +312,15 @@ int cmdIndex(const Args& a) {
     DvsFileStats s;
     r->getFileStats(s);
     const std::string where = r->indexPath();
-    std::printf("%s %s (%llu events)\n", existed ? "index up to date:" : "index built:",
-                where.empty() ? "(could not be saved)" : where.c_str(), static_cast<unsigned long long>(s.events));
+    if (where.empty()) {
+        const std::string dir = RawIndex::cacheDir();
+        std::printf("index built: kept in memory only, %s (%llu events)\n",
+                    dir.empty() ? "there is no cache folder" : ("the cache folder " + dir + " cannot be written").c_str(),
+                    static_cast<unsigned long long>(s.events));
+    } else {
+        std::printf("%s %s (%llu events)\n", existed ? "index up to date:" : "index built:", where.c_str(),
+                    static_cast<unsigned long long>(s.events));
+    }
     return 0;
 }
 

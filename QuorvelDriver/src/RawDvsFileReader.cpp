@@ -97,11 +97,10 @@ public:
                 m_triggers = std::move(idx.triggers);
                 m_totals = idx.totals;
                 m_indexComplete = true;
-                m_indexPath = RawIndex::besidePath(m_file->path());
-                struct stat st {};
-                if (::stat(m_indexPath.c_str(), &st) != 0)
-                    m_indexPath = RawIndex::cachePath(m_file->path());
+                m_indexPath = RawIndex::cachePath(*m_file);
                 m_indexBytes = payloadBytes();
+            } else if (err.find("damaged") != std::string::npos) {
+                QV_LOG(LOG_WARNING, "rebuilding the index of " + m_file->path() + ": " + err);
             }
         }
         if (!m_indexComplete && m_options.backgroundIndex)

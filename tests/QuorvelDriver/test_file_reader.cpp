@@ -172,7 +172,7 @@ TEST_F(FileReaderTest, InfoTriggersAndCountsComeFromTheIndex) {
         EXPECT_EQ(info.firstTimestamp, rec.events.front().timestamp);
         EXPECT_NE(info.text.find("EVT3 1280x720"), std::string::npos);
         EXPECT_NE(info.startTime.time_since_epoch().count(), 0);
-        EXPECT_EQ(r->indexPath(), RawIndex::besidePath(path));
+        EXPECT_EQ(r->indexPath().rfind(cache.path + "/Quorvel/", 0), 0u) << r->indexPath();
     }
     // A second open finds the saved index and is ready at once.
     auto again = DvsFileReader::createFileReader(path);
@@ -185,20 +185,40 @@ TEST_F(FileReaderTest, InfoTriggersAndCountsComeFromTheIndex) {
     EXPECT_THROW(q->getTriggerList(), std::runtime_error);
 }
 
-TEST_F(FileReaderTest, IndexGoesToTheCacheFolderWhenItCannotBeWrittenBeside) {
+// Opening, indexing, reading and cutting a recording leave nothing in its folder: the index is
+// in the cache folder, or in memory only when that cannot be written.
+TEST_F(FileReaderTest, NothingAppearsBesideTheRecording) {
     const std::string path = dir.file("rec.raw");
-    StreamParams p = smallParams(200'000);
-    writeRecording(path, p);
-    // Something that cannot be replaced sits where the index would go.
-    std::filesystem::create_directory(RawIndex::besidePath(path));
-    writeFile(RawIndex::besidePath(path) + "/x", "x");
-    auto r = DvsFileReader::createFileReader(path);
-    ASSERT_TRUE(r->waitForIndex());
-    EXPECT_EQ(r->indexPath(), RawIndex::cachePath(path));
-    EXPECT_EQ(r->indexPath().rfind(cache.path, 0), 0u);
-    EXPECT_TRUE(std::filesystem::exists(r->indexPath()));
-    auto again = DvsFileReader::createFileReader(path);
-    EXPECT_TRUE(again->isIndexReady());
+    const Recorded rec = writeRecording(path, smallParams(300'000));
+    TempDir out;
+    const auto folderHoldsOnlyTheRecording = [&] {
+        std::vector<std::string> names;
+        for (const auto& e : std::filesystem::directory_iterator(dir.path))
+            names.push_back(e.path().filename().string());
+        EXPECT_EQ(names, std::vector<std::string>{"rec.raw"});
+    };
+    for (bool cacheWritable : {true, false}) {
+        SCOPED_TRACE(cacheWritable ? "cache folder" : "cache folder not writable");
+        if (!cacheWritable)
+            setenv("XDG_CACHE_HOME", path.c_str(), 1); // a file: no folder can be made under it
+        for (int open = 0; open < 2; ++open) {
+            auto r = DvsFileReader::createFileReader(path);
+            ASSERT_TRUE(r);
+            EXPECT_EQ(r->isIndexReady(), cacheWritable && open == 1) << "a saved index is found again";
+            DvsFileStats s;
+            ASSERT_TRUE(r->getFileStats(s));
+            EXPECT_EQ(s.events, rec.events.size());
+            EXPECT_EQ(r->getTriggerList(), rec.triggers);
+            auto frame = r->getEventsInRange(rec.events[100].timestamp, 33'333);
+            ASSERT_TRUE(frame);
+            EXPECT_TRUE(r->exportRawRange(rec.events[100].timestamp, rec.events[5000].timestamp, out.file("cut.raw")));
+            if (cacheWritable)
+                EXPECT_EQ(r->indexPath().rfind(cache.path + "/Quorvel/", 0), 0u) << r->indexPath();
+            else
+                EXPECT_EQ(r->indexPath(), "");
+        }
+        folderHoldsOnlyTheRecording();
+    }
 }
 
 TEST_F(FileReaderTest, DamagedRecordingsDecodeWhatTheyCanAndReportErrors) {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 
@@ -303,8 +304,11 @@ TEST_P(RawIndexSplitTest, TwoHalvesGiveTheIndexOfOneScan) {
 INSTANTIATE_TEST_SUITE_P(Encodings, RawIndexSplitTest, ::testing::Values(RawEncoding::Evt3, RawEncoding::Evt2),
                          [](const auto& info) { return std::string(rawEncodingName(info.param)); });
 
-TEST(RawIndex, SavedIndexIsReusedOnlyForTheSameRecording) {
-    TempDir dir;
+// Indexes live in the cache folder, belong to one version of one recording, are checked before
+// they are trusted, and the folder stays under its size bound.
+TEST(RawIndex, CachedForThatRecordingOnlyCheckedAndBounded) {
+    TempDir dir, cache;
+    setenv("XDG_CACHE_HOME", cache.path.c_str(), 1);
     const std::string src = dir.file("src.raw");
     StreamParams p;
     p.durationUs = 300'000;
@@ -312,7 +316,9 @@ TEST(RawIndex, SavedIndexIsReusedOnlyForTheSameRecording) {
     RawIndex idx;
     auto file = openIndexed(src, idx);
     std::string err;
-    ASSERT_EQ(idx.saveFor(*file, err), RawIndex::besidePath(src)) << err;
+    const std::string saved = idx.saveFor(*file, err);
+    ASSERT_EQ(saved, RawIndex::cachePath(*file)) << err;
+    EXPECT_EQ(saved.rfind(cache.path + "/Quorvel/", 0), 0u) << saved;
     RawIndex again;
     ASSERT_TRUE(again.loadFor(*file, false, err)) << err;
     EXPECT_EQ(again.entries.size(), idx.entries.size());
@@ -320,15 +326,71 @@ TEST(RawIndex, SavedIndexIsReusedOnlyForTheSameRecording) {
     EXPECT_EQ(again.totals.stats.events, idx.totals.stats.events);
     EXPECT_EQ(again.totals.stats.lastEventTs, idx.totals.stats.lastEventTs);
 
-    // Damaged index files are refused, not trusted.
-    std::string bytes = readFileBytes(RawIndex::besidePath(src));
-    writeFile(RawIndex::besidePath(src), bytes.substr(0, bytes.size() - 5));
-    EXPECT_FALSE(again.load(RawIndex::besidePath(src), *file, false, err));
-    writeFile(RawIndex::besidePath(src), bytes);
+    // A damaged index fails its checksum; one whose counts the recording cannot hold is refused
+    // even with a checksum that matches.
+    const std::string bytes = readFileBytes(saved);
+    std::string flipped = bytes;
+    flipped[flipped.size() - 100] ^= 0x40;
+    writeFile(saved, flipped);
+    EXPECT_FALSE(again.load(saved, *file, true, err));
+    EXPECT_NE(err.find("checksum"), std::string::npos) << err;
+    RawIndex tampered = idx;
+    tampered.totals.stats.triggers = 6989586621679009792ull;
+    ASSERT_TRUE(tampered.save(saved, *file, err)) << err;
+    EXPECT_FALSE(again.load(saved, *file, true, err));
+    EXPECT_NE(err.find("beyond what the recording can hold"), std::string::npos) << err;
+    tampered = idx;
+    std::swap(tampered.entries[2], tampered.entries[3]);
+    ASSERT_TRUE(tampered.save(saved, *file, err)) << err;
+    EXPECT_FALSE(again.load(saved, *file, false, err));
+    writeFile(saved, bytes);
+    ASSERT_TRUE(again.loadFor(*file, true, err)) << err;
 
-    // Appending to the recording changes its size: the old index no longer applies.
+    // The recording replaced in place (same inode) by another of the same size and time stamp,
+    // as `cp -p` of a recording made at another time does.
+    struct stat st {};
+    ASSERT_EQ(::stat(src.c_str(), &st), 0);
+    std::string content = readFileBytes(src);
+    const size_t date = content.find("% date ");
+    ASSERT_NE(date, std::string::npos);
+    content[date + 7] = content[date + 7] == '1' ? '2' : '1';
+    writeFile(src, content);
+    const struct timespec times[2] = {st.st_atim, st.st_mtim};
+    ASSERT_EQ(::utimensat(AT_FDCWD, src.c_str(), times, 0), 0);
+    auto replaced = RawFile::open(src, err);
+    ASSERT_EQ(replaced->mtimeNs(), file->mtimeNs());
+    EXPECT_FALSE(again.loadFor(*replaced, false, err));
+
+    // A changed recording gets an index of its own; the older one of that path is removed.
     writeFile(src, readFileBytes(src) + std::string(64, '\0'));
     auto changed = RawFile::open(src, err);
     EXPECT_FALSE(again.loadFor(*changed, false, err));
-    EXPECT_NE(err.find("stale"), std::string::npos) << err;
+    RawIndex idx2;
+    openIndexed(src, idx2);
+    ASSERT_FALSE(idx2.saveFor(*changed, err).empty()) << err;
+    EXPECT_FALSE(std::filesystem::exists(saved));
+    EXPECT_TRUE(std::filesystem::exists(RawIndex::cachePath(*changed)));
+
+    // Beyond the size bound the least recently used indexes go first, never the one just saved.
+    const std::string other = dir.file("other.raw");
+    writeGenerated(other, p);
+    RawIndex idx3;
+    auto otherFile = openIndexed(other, idx3);
+    setenv("QUORVEL_INDEX_CACHE_MB", "0", 1);
+    ASSERT_FALSE(idx3.saveFor(*otherFile, err).empty()) << err;
+    unsetenv("QUORVEL_INDEX_CACHE_MB");
+    EXPECT_TRUE(std::filesystem::exists(RawIndex::cachePath(*otherFile)));
+    EXPECT_FALSE(std::filesystem::exists(RawIndex::cachePath(*changed)));
+
+    // A cache folder that cannot be written: nothing is saved anywhere, and it says why.
+    setenv("XDG_CACHE_HOME", src.c_str(), 1);
+    EXPECT_EQ(idx3.saveFor(*otherFile, err), "");
+    EXPECT_FALSE(err.empty());
+    unsetenv("XDG_CACHE_HOME");
+    size_t beside = 0;
+    for (const auto& e : std::filesystem::directory_iterator(dir.path)) {
+        (void)e;
+        ++beside;
+    }
+    EXPECT_EQ(beside, 2u) << "nothing but the two recordings in their folder";
 }

@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <sstream>
+#include <sys/stat.h>
 
 using namespace quorvel;
 using namespace quorvel::test;
@@ -96,13 +97,22 @@ TEST(Cli, DumpCutAndConvertKeepTheEvents) {
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_EQ(readFileBytes(dir.file("new.csv")), "t,x,y,p\n" + lines(rec.events, 0, UINT64_MAX));
 
-    const std::string fresh = dir.file("fresh.raw");
+    // The index is kept in the cache folder (runCli gives each test its own), never beside.
+    TempDir folder;
+    const std::string fresh = folder.file("fresh.raw");
     std::filesystem::copy_file(src, fresh);
     r = run("index " + fresh, dir);
     ASSERT_EQ(r.code, 0);
-    EXPECT_NE(r.out.find("index built: " + fresh + ".qvidx"), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.rfind("index built: " + dir.file("cache") + "/Quorvel/", 0), 0u) << r.out;
+    EXPECT_NE(r.out.find("-fresh.raw.qvidx"), std::string::npos) << r.out;
     r = run("index " + fresh, dir);
-    EXPECT_NE(r.out.find("index up to date"), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.rfind("index up to date: " + dir.file("cache") + "/Quorvel/", 0), 0u) << r.out;
+    r = run("index " + fresh, dir, "XDG_CACHE_HOME=" + src);
+    EXPECT_EQ(r.out.rfind("index built: kept in memory only, the cache folder " + src + "/Quorvel cannot be written", 0), 0u)
+        << r.out;
+    r = run("info " + fresh, dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), std::filesystem::directory_iterator()), 1);
 }
 
 // Sensor-shaped words (two TIME_LOW in a row, the first ahead): dump and convert print the times
@@ -132,7 +142,14 @@ TEST(Cli, DumpAndConvertGiveTheTimesTheWordsSay) {
 TEST(Cli, FailuresAreOneLineAndNonZero) {
     TempDir dir;
     makeRecording(dir.file("rec.raw"));
+    // A FIFO nobody writes to is refused at once instead of blocking the command forever.
+    const std::string fifo = dir.file("pipe.raw");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     const std::string bad[] = {
+        "info " + fifo,
+        "dump " + fifo,
+        "cut " + fifo + " " + dir.file("o.raw") + " --from-us 0 --to-us 3",
+        "export " + fifo + " " + dir.file("o.mp4") + " --from-us 0 --to-us 3",
         "info " + dir.file("missing.raw"),
         "info",
         "frobnicate x",
@@ -143,7 +160,7 @@ TEST(Cli, FailuresAreOneLineAndNonZero) {
         "info " + dir.file("rec.raw") + " --bogus",
     };
     for (const auto& args : bad) {
-        const CliRun r = run(args, dir);
+        const CliRun r = run(args, dir, "timeout 20");
         EXPECT_NE(r.code, 0) << args;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << args << ": " << r.err;
         EXPECT_EQ(r.err.rfind("quorvel: error: ", 0), 0u) << r.err;

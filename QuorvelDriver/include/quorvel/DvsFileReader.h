@@ -65,7 +65,7 @@ public:
     struct Options {
         /// Build the index on a background thread right away (otherwise on first need).
         bool backgroundIndex = true;
-        /// Use and save the index file beside the recording or in the cache folder.
+        /// Use and save the index file in the user's cache folder (never beside the recording).
         bool persistIndex = true;
     };
 
@@ -113,7 +113,8 @@ public:
     virtual bool isIndexReady() const = 0;
     /// Blocks until the index is complete (starting it if needed); false when it failed.
     virtual bool waitForIndex() = 0;
-    /// Where the index was loaded from or saved to, "" if it lives only in memory.
+    /// Where the index was loaded from or saved to in the cache folder, "" if it lives only in
+    /// memory (the cache folder cannot be written, or persistIndex is off).
     virtual std::string indexPath() const = 0;
 };
 
