@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 namespace quorvel::test {
 
@@ -41,7 +42,8 @@ SensorWordMix sparseSensorMix() {
     return m;
 }
 
-std::string generateSensorEvt3(const SensorWordMix& mix, uint64_t startUs, size_t bytes, uint32_t seed) {
+std::string generateSensorEvt3(const SensorWordMix& mix, uint64_t startUs, size_t bytes, uint32_t seed,
+                               uint64_t* nextUs) {
     Rng rng(seed);
     std::string s;
     s.reserve(bytes + 256);
@@ -49,7 +51,8 @@ std::string generateSensorEvt3(const SensorWordMix& mix, uint64_t startUs, size_
     uint32_t lastY = H;
     uint64_t nextTrigger = mix.triggerPeriodUs ? startUs + mix.triggerPeriodUs : UINT64_MAX;
     int trigLevel = 1;
-    for (uint64_t t = startUs; s.size() < bytes; ++t) {
+    uint64_t t = startUs;
+    for (; s.size() < bytes; ++t) {
         if (t == startUs || t % 16 == 0)
             put(s, 0x8000 | ((t >> 12) & 0xFFF));
         const bool trigger = t >= nextTrigger;
@@ -93,7 +96,61 @@ std::string generateSensorEvt3(const SensorWordMix& mix, uint64_t startUs, size_
             }
         }
     }
+    if (nextUs)
+        *nextUs = t;
     return s;
+}
+
+std::string repeatEvt3Payload(const std::string& payload, size_t bytes) {
+    std::vector<uint16_t> w(payload.size() / 2);
+    std::memcpy(w.data(), payload.data(), w.size() * 2);
+    // The span of one copy in TIME_HIGH steps (wraps included); each copy starts two steps after
+    // the previous one ends, so no step looks like a wrap.
+    int64_t absHigh = 0, maxAbs = 0;
+    int lastH = -1;
+    for (uint16_t v : w) {
+        if (v >> 12 != 0x8)
+            continue;
+        const int h = v & 0xFFF;
+        if (lastH >= 0)
+            absHigh += h + 2048 <= lastH ? h + 4096 - lastH : h - lastH;
+        maxAbs = std::max(maxAbs, absHigh);
+        lastH = h;
+    }
+    const uint32_t shift = static_cast<uint32_t>(maxAbs + 2);
+    std::string out;
+    out.reserve(bytes + payload.size());
+    std::vector<uint16_t> copy(w.size());
+    for (uint32_t c = 0; out.size() < bytes; ++c) {
+        for (size_t i = 0; i < w.size(); ++i)
+            copy[i] = w[i] >> 12 == 0x8 ? static_cast<uint16_t>(0x8000 | ((w[i] + c * shift) & 0xFFF)) : w[i];
+        out.append(reinterpret_cast<const char*>(copy.data()), copy.size() * 2);
+    }
+    return out;
+}
+
+std::string repeatEvt2Payload(const std::string& payload, size_t bytes) {
+    std::vector<uint32_t> w(payload.size() / 4);
+    std::memcpy(w.data(), payload.data(), w.size() * 4);
+    uint32_t first = 0, last = 0;
+    bool any = false;
+    for (uint32_t v : w)
+        if (v >> 28 == 0x8) {
+            last = v & 0x0FFFFFFF;
+            if (!any)
+                first = last;
+            any = true;
+        }
+    const uint32_t shift = last - first + 2;
+    std::string out;
+    out.reserve(bytes + payload.size());
+    std::vector<uint32_t> copy(w.size());
+    for (uint32_t c = 0; out.size() < bytes; ++c) {
+        for (size_t i = 0; i < w.size(); ++i)
+            copy[i] = w[i] >> 28 == 0x8 ? 0x80000000u | ((w[i] + c * shift) & 0x0FFFFFFF) : w[i];
+        out.append(reinterpret_cast<const char*>(copy.data()), copy.size() * 4);
+    }
+    return out;
 }
 
 std::string evt3WordMix(const std::string& payload) {
