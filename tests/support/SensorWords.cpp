@@ -101,7 +101,7 @@ std::string generateSensorEvt3(const SensorWordMix& mix, uint64_t startUs, size_
     return s;
 }
 
-std::string repeatEvt3Payload(const std::string& payload, size_t bytes) {
+std::string repeatEvt3Payload(const std::string& payload, size_t bytes, uint32_t firstCopy, uint32_t* copies) {
     std::vector<uint16_t> w(payload.size() / 2);
     std::memcpy(w.data(), payload.data(), w.size() * 2);
     // The span of one copy in TIME_HIGH steps (wraps included); each copy starts two steps after
@@ -121,15 +121,18 @@ std::string repeatEvt3Payload(const std::string& payload, size_t bytes) {
     std::string out;
     out.reserve(bytes + payload.size());
     std::vector<uint16_t> copy(w.size());
-    for (uint32_t c = 0; out.size() < bytes; ++c) {
+    uint32_t c = firstCopy;
+    for (; out.size() < bytes; ++c) {
         for (size_t i = 0; i < w.size(); ++i)
             copy[i] = w[i] >> 12 == 0x8 ? static_cast<uint16_t>(0x8000 | ((w[i] + c * shift) & 0xFFF)) : w[i];
         out.append(reinterpret_cast<const char*>(copy.data()), copy.size() * 2);
     }
+    if (copies)
+        *copies = c;
     return out;
 }
 
-std::string repeatEvt2Payload(const std::string& payload, size_t bytes) {
+std::string repeatEvt2Payload(const std::string& payload, size_t bytes, uint32_t firstCopy, uint32_t* copies) {
     std::vector<uint32_t> w(payload.size() / 4);
     std::memcpy(w.data(), payload.data(), w.size() * 4);
     uint32_t first = 0, last = 0;
@@ -145,11 +148,14 @@ std::string repeatEvt2Payload(const std::string& payload, size_t bytes) {
     std::string out;
     out.reserve(bytes + payload.size());
     std::vector<uint32_t> copy(w.size());
-    for (uint32_t c = 0; out.size() < bytes; ++c) {
+    uint32_t c = firstCopy;
+    for (; out.size() < bytes; ++c) {
         for (size_t i = 0; i < w.size(); ++i)
             copy[i] = w[i] >> 28 == 0x8 ? 0x80000000u | ((w[i] + c * shift) & 0x0FFFFFFF) : w[i];
         out.append(reinterpret_cast<const char*>(copy.data()), copy.size() * 4);
     }
+    if (copies)
+        *copies = c;
     return out;
 }
 
