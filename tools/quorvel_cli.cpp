@@ -220,44 +220,38 @@ char* putUint(char* p, uint64_t v) {
     return p;
 }
 
-// Appends "t,x,y,p\n" lines; a few times faster than printf for millions of events.
-void appendEvents(std::string& out, const std::vector<Event2D>& evs) {
-    char line[64];
-    for (const auto& e : evs) {
-        char* p = putUint(line, e.timestamp);
-        *p++ = ',';
-        p = putUint(p, e.x);
-        *p++ = ',';
-        p = putUint(p, e.y);
-        *p++ = ',';
-        *p++ = e.polarity ? '1' : '0';
-        *p++ = '\n';
-        out.append(line, static_cast<size_t>(p - line));
-    }
-}
-
 bool writeOut(std::FILE* f, std::string& buf) {
     const bool ok = std::fwrite(buf.data(), 1, buf.size(), f) == buf.size();
     buf.clear();
     return ok;
 }
 
-// Streams the events of [from, from + duration) through `sink` in slices of file time.
+// Streams the events of [from, end) through `sink`, batch by batch as the recording holds them:
+// the work follows the data, not the time span a damaged file may claim.
 template <typename Sink>
-void forEachSlice(DvsFileReader& r, uint64_t from, uint64_t duration, Sink sink) {
-    const uint64_t end = duration > UINT64_MAX - from ? UINT64_MAX : from + duration;
-    constexpr uint64_t kSlice = 50'000;
-    for (uint64_t t = from; t < end;) {
-        const uint64_t d = std::min(kSlice, end - t);
-        auto b = r.getEventsInRange(t, d);
-        if (!b) {
-            const std::string err = r.lastError();
-            if (err.rfind("no events at or after", 0) == 0)
-                break; // past the last event
-            fail(err);
-        }
-        sink(*b, t + d);
-        t += d;
+void forEachBatch(DvsFileReader& r, uint64_t from, uint64_t end, Sink sink) {
+    if (end <= from)
+        return;
+    if (!r.streamEventsInRange(from, end, [&](const Event2D* b, const Event2D* e) {
+            sink(b, e);
+            return true;
+        }))
+        fail(r.lastError());
+}
+
+// Appends "t,x,y,p\n" lines; a few times faster than printf for millions of events.
+void appendEvents(std::string& out, const Event2D* b, const Event2D* e) {
+    char line[64];
+    for (; b != e; ++b) {
+        char* p = putUint(line, b->timestamp);
+        *p++ = ',';
+        p = putUint(p, b->x);
+        *p++ = ',';
+        p = putUint(p, b->y);
+        *p++ = ',';
+        *p++ = b->polarity ? '1' : '0';
+        *p++ = '\n';
+        out.append(line, static_cast<size_t>(p - line));
     }
 }
 
@@ -276,8 +270,8 @@ int cmdDump(const Args& a) {
         return 0; // no events at all
     std::string buf;
     buf.reserve(1 << 20);
-    forEachSlice(*r, from, duration, [&](const std::vector<Event2D>& evs, uint64_t) {
-        appendEvents(buf, evs);
+    forEachBatch(*r, from, duration > UINT64_MAX - from ? UINT64_MAX : from + duration, [&](const Event2D* b, const Event2D* e) {
+        appendEvents(buf, b, e);
         if (buf.size() > (1u << 20) && !writeOut(stdout, buf))
             fail("cannot write the output");
     });
@@ -343,6 +337,7 @@ int cmdConvert(const Args& a) {
         first = 0;
         last = 0;
     }
+    const uint64_t end = last == UINT64_MAX ? last : last + 1;
     const bool progress = stderrIsTerminal();
     auto showProgress = [&](uint64_t t) {
         if (progress && last > first)
@@ -357,11 +352,11 @@ int cmdConvert(const Args& a) {
         std::string buf = "t,x,y,p\n";
         bool ok = true;
         try {
-            forEachSlice(*r, first, last - first + 1, [&](const std::vector<Event2D>& evs, uint64_t t) {
-                appendEvents(buf, evs);
+            forEachBatch(*r, first, end, [&](const Event2D* b, const Event2D* e) {
+                appendEvents(buf, b, e);
                 if (buf.size() > (1u << 20))
                     ok = ok && writeOut(f, buf);
-                showProgress(t);
+                showProgress(e[-1].timestamp);
             });
         } catch (...) {
             std::fclose(f);
@@ -381,14 +376,15 @@ int cmdConvert(const Args& a) {
         } catch (const std::exception&) {
             // no trigger records
         }
-        std::sort(triggers.begin(), triggers.end(), [](const auto& x, const auto& y) { return x.timestamp < y.timestamp; });
+        // Trigger edges keep the clock's time, which may step back: write them in time order.
+        std::stable_sort(triggers.begin(), triggers.end(), [](const auto& x, const auto& y) { return x.timestamp < y.timestamp; });
         uint32_t w = r->getWidth(), h = r->getHeight();
         if (w == 0 || h == 0) { // a DAT file without geometry: fit the events
             uint32_t mx = 0, my = 0;
-            forEachSlice(*r, first, last - first + 1, [&](const std::vector<Event2D>& evs, uint64_t) {
-                for (const auto& e : evs) {
-                    mx = std::max<uint32_t>(mx, e.x);
-                    my = std::max<uint32_t>(my, e.y);
+            forEachBatch(*r, first, end, [&](const Event2D* b, const Event2D* e) {
+                for (; b != e; ++b) {
+                    mx = std::max<uint32_t>(mx, b->x);
+                    my = std::max<uint32_t>(my, b->y);
                 }
             });
             w = mx + 1;
@@ -407,19 +403,22 @@ int cmdConvert(const Args& a) {
             o.startTime = std::chrono::time_point_cast<std::chrono::system_clock::duration>(info.startTime);
         if (!writer.open(out, o))
             fail(writer.lastError());
+        // Each batch goes with the trigger edges up to its last event's time.
         size_t ti = 0;
-        std::vector<EventTriggerIn> slice;
-        forEachSlice(*r, first, last - first + 1, [&](const std::vector<Event2D>& evs, uint64_t sliceEnd) {
-            slice.clear();
-            while (ti < triggers.size() && triggers[ti].timestamp < sliceEnd)
-                slice.push_back(triggers[ti++]);
-            if (!writer.write(evs, slice))
+        forEachBatch(*r, first, end, [&](const Event2D* b, const Event2D* e) {
+            const size_t from = ti;
+            while (ti < triggers.size() && triggers[ti].timestamp <= e[-1].timestamp)
+                ++ti;
+            if (!writer.write(b, e, triggers.data() + from, triggers.data() + ti)) {
+                writer.abort();
                 fail(writer.lastError());
-            showProgress(sliceEnd);
+            }
+            showProgress(e[-1].timestamp);
         });
-        slice.assign(triggers.begin() + static_cast<ptrdiff_t>(ti), triggers.end());
-        if (!writer.write({}, slice) || !writer.close())
+        if (!writer.write(nullptr, nullptr, triggers.data() + ti, triggers.data() + triggers.size()) || !writer.close()) {
+            writer.abort();
             fail(writer.lastError());
+        }
     }
     if (progress)
         std::fprintf(stderr, "\r%*s\r", 20, "");

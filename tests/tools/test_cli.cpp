@@ -9,6 +9,9 @@
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
 #include <sstream>
 #include <sys/stat.h>
 
@@ -137,6 +140,41 @@ TEST(Cli, DumpAndConvertGiveTheTimesTheWordsSay) {
     EXPECT_TRUE(r.out == lines(expect, 0, UINT64_MAX));
     r = run("info " + src, dir);
     EXPECT_EQ(r.out.find("stepped back"), std::string::npos) << r.out;
+}
+
+// A random body claims a span of years: every command does what the data calls for, not what the
+// clock claims (dump and convert follow the events; a silence costs the EVT 3.0 writer a few words
+// per 16.8 s wrap; a video of more than a day is refused), and a torn last word is reported.
+TEST(Cli, HostileFilesCostWhatTheirDataCosts) {
+    TempDir dir;
+    std::mt19937 rng(4);
+    std::string body(4u << 20, '\0');
+    for (auto& c : body)
+        c = static_cast<char>(rng());
+    const std::string src = dir.file("random.raw");
+    writeFile(src, "% evt 2.0\n% format EVT2;height=480;width=640\n% end\n" + body + "x");
+    CliRun r = run("info " + src + " --json", dir, "timeout 60");
+    ASSERT_EQ(r.code, 0) << r.err;
+    const auto j = nlohmann::json::parse(r.out);
+    ASSERT_GT(j["duration_us"].get<uint64_t>(), 1e12) << "the clock claims years";
+    ASSERT_GT(j["errors"].get<uint64_t>(), 0u);
+    EXPECT_NE(run("info " + src, dir).out.find("truncated last word"), std::string::npos);
+
+    r = run("dump " + src + " > " + dir.file("dump.txt"), dir, "timeout 60");
+    ASSERT_EQ(r.code, 0) << r.err;
+    const auto lines = std::count(std::istreambuf_iterator<char>(*std::make_unique<std::ifstream>(dir.file("dump.txt"))),
+                                  std::istreambuf_iterator<char>(), '\n');
+    EXPECT_EQ(lines, j["events"].get<int64_t>());
+    r = run("cut " + src + " " + dir.file("cut.raw") + " --from-us 0 --to-us 18446744073709551615", dir, "timeout 60");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_LT(std::filesystem::file_size(dir.file("cut.raw")), body.size() + 4096);
+    r = run("convert " + src + " " + dir.file("conv.raw"), dir, "timeout 60");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_LT(std::filesystem::file_size(dir.file("conv.raw")), 16 * body.size());
+    r = run("export " + src + " " + dir.file("v.mp4") + " --from-us 0 --to-us 18446744073709551615", dir, "timeout 60");
+    EXPECT_NE(r.code, 0);
+    EXPECT_NE(r.err.find("24 hours"), std::string::npos) << r.err;
+    EXPECT_FALSE(std::filesystem::exists(dir.file("v.mp4")));
 }
 
 TEST(Cli, FailuresAreOneLineAndNonZero) {
