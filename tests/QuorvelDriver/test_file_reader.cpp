@@ -1,3 +1,4 @@
+#include "quorvel/DvsCameraManager.h"
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawHeader.h"
 #include "quorvel/raw/RawIndex.h"
@@ -371,4 +372,36 @@ TEST_F(FileReaderTest, EveryReadingPathGivesTheTimesTheWordsSay) {
         ASSERT_TRUE(replay->next(10'000, streamed, tr)) << replay->lastError();
     streamed.resize(expect.size());
     EXPECT_TRUE(streamed == expect);
+}
+
+// What the recorder writes keeps the writer's rules, and a reader written from the format
+// description gets our reader's events from it whichever low part it keeps after a TIME_HIGH.
+TEST_F(FileReaderTest, WhatTheRecorderWritesOtherReadersReadTheSame) {
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    DvsCameraManager manager;
+    auto cam = manager.openCamera("QVSIM-DVS-0001");
+    ASSERT_TRUE(cam);
+    ASSERT_TRUE(cam->getTool(TOOL_TRIGGER_IN)->setBoolParam("channel_0_enable", true));
+    ASSERT_EQ(cam->start(), 0);
+    const std::string path = dir.file("rec.raw");
+    ASSERT_TRUE(cam->startRecording(path)) << cam->lastError();
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    ASSERT_TRUE(cam->stopRecording()) << cam->lastError();
+    cam->stop();
+    cam->getTool(TOOL_TRIGGER_IN)->setBoolParam("channel_0_enable", false);
+
+    auto r = DvsFileReader::createFileReader(path);
+    ASSERT_TRUE(r);
+    auto ours = r->getEventsInRange(0, UINT64_MAX);
+    ASSERT_TRUE(ours);
+    ASSERT_GT(ours->size(), 10'000u);
+    RawHeader h;
+    std::string err;
+    ASSERT_TRUE(readRawHeader(path, h, err)) << err;
+    const std::string payload = readFileBytes(path).substr(h.payloadOffset);
+    EXPECT_EQ(evt3WriterRuleBroken(payload, h.width), "");
+    for (bool restart : {true, false}) {
+        const Evt3Reading other = referenceDecodeEvt3(payload, h.width, h.height, restart, h.timeBaseUs);
+        EXPECT_TRUE(other.events == *ours) << (restart ? "low part restarts" : "low part kept");
+    }
 }
