@@ -63,7 +63,8 @@ struct DvsFileStats {
 class DvsFileReader {
 public:
     struct Options {
-        /// Build the index on a background thread right away (otherwise on first need).
+        /// Build the index on a background thread right away (otherwise on first need, on the
+        /// thread that needs it).
         bool backgroundIndex = true;
         /// Use and save the index file in the user's cache folder (never beside the recording).
         bool persistIndex = true;

@@ -42,6 +42,13 @@ uint64_t RawFile::payloadEnd() const {
     return begin + (m_size - begin) / ws * ws;
 }
 
+size_t RawFile::eventBatchFor(size_t batch) const {
+    const uint64_t ws = m_header.wordSize();
+    const uint64_t perWord = m_header.encoding == RawEncoding::Evt3 ? 12 : m_header.encoding == RawEncoding::Evt21 ? 32 : 1;
+    const uint64_t words = (payloadEnd() - std::min(payloadEnd(), payloadBegin())) / ws;
+    return static_cast<size_t>(std::min<uint64_t>(batch, words * perWord + 64));
+}
+
 long RawFile::readAt(uint64_t offset, void* dst, size_t size) const {
     size_t got = 0;
     while (got < size) {

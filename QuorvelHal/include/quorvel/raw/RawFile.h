@@ -41,6 +41,9 @@ public:
     uint64_t payloadBegin() const { return m_header.payloadOffset; }
     /// End of the last whole word of the payload.
     uint64_t payloadEnd() const;
+    /// `batch`, or less for a small recording: room for every event its payload can hold (and
+    /// what a decoder needs for one word), so that buffers are sized by the data.
+    size_t eventBatchFor(size_t batch) const;
 
     /// Reads up to `size` bytes at `offset`; returns bytes read or -1 with errno set.
     long readAt(uint64_t offset, void* dst, size_t size) const;
