@@ -7,7 +7,9 @@
 // from the nearest known point. Operations that need the whole file (end time, trigger list, event
 // counts) wait for the index.
 //
-// Time semantics (all times are the sensor's own microseconds, never shifted to zero):
+// Time semantics (all times are the sensor's own microseconds, never shifted to zero, exactly as
+// the recording's time words give them; an event earlier than the one before it, which only a
+// damaged stream has, gets that event's time and is counted in DvsFileStats::timeBackwards):
 // - getEventsInRange(start, duration) returns exactly the events with start <= t < start +
 //   duration, in file order (non-decreasing time); an empty vector for a quiet span inside the
 //   file; null when no event at or after `start` exists (past the end) or on a read error.

@@ -82,7 +82,9 @@ public:
     void assume(const DecoderState& s) override {
         m_started = s.started != 0;
         m_high = (s.timeBase >> 12) + s.lastHigh;
-        m_low = static_cast<uint32_t>(s.rawTime - (s.timeBase + (uint64_t{s.lastHigh} << 12))) & 0xFFF;
+        // The copied payload may end with a TIME_HIGH that readers keeping the last TIME_LOW read
+        // differently: the next event gets a TIME_LOW of its own.
+        m_low = kNoLow;
         m_y = s.cdEnabled ? static_cast<int32_t>(s.y) : -1;
         m_last = std::max(m_last, s.floor);
     }
