@@ -26,6 +26,13 @@ load_before=$(cut -d' ' -f1-3 /proc/loadavg)
 "$bin/qv-bench-codec" --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
   --benchmark_format=json > "$work/codec.json"
 QV_BENCH_DIR=$work QV_BENCH_KEEP=1 "$bin/qv-bench-file" --benchmark_format=json > "$work/file.json"
+# The range reads once more at real-time priority where allowed: on a shared machine a read that
+# other work preempts takes a scheduler slice longer; this run shows the engine's own worst case.
+echo '{"benchmarks": []}' > "$work/file_rt.json"
+if chrt -f 1 true 2>/dev/null; then
+  QV_BENCH_DIR=$work QV_BENCH_KEEP=1 chrt -f 1 "$bin/qv-bench-file" --benchmark_filter=Range33 \
+    --benchmark_format=json > "$work/file_rt.json"
+fi
 
 # `quorvel info` as a user runs it, on the indexed recording (best of 3 runs).
 info_ms=$(python3 - "$bin/quorvel" "$work/busy_big.raw" <<'PY'
@@ -49,7 +56,7 @@ fi
 load_after=$(cut -d' ' -f1-3 /proc/loadavg)
 
 python3 - "$work/codec.json" "$work/file.json" "$info_ms" "$decode_busy" "$decode_ped" "$decode_evt2" \
-  "$load_before" "$load_after" <<'PY'
+  "$load_before" "$load_after" "$work/file_rt.json" <<'PY'
 import json, sys
 codec = {b["run_name"]: b for b in json.load(open(sys.argv[1]))["benchmarks"] if b.get("aggregate_name") == "median"}
 files = {b["run_name"]: b for b in json.load(open(sys.argv[2]))["benchmarks"]}
@@ -71,6 +78,8 @@ def decoded(line):
     return line.split(", ")[-1] if line != "-" else "skipped"
 f = lambda name: find(files, name)
 rng = f("BM_Range33msIndexed")
+rt = find({b["run_name"]: b for b in json.load(open(sys.argv[9]))["benchmarks"]}, "BM_Range33msIndexed")
+rt_row = (f'{rt["real_time"]:.2f} / {rt["p99_ms"]:.2f} / {rt["max_ms"]:.2f} ms' if rt else "not allowed (chrt)")
 big = f("BM_IndexBuild")
 rows = [
     ("Decode EVT 3.0, busy street mix (generated)", mev("BM_DecodeEvt3Busy"), ">= 400 M ev/s"),
@@ -86,8 +95,9 @@ rows = [
     ("Index build, %.1f GB busy EVT 3.0, page cache" % (big["file_GB"] if big else 0), index_row("BM_IndexBuild"), ">= 1000 MB/s"),
     ("Index build, 1 GB pedestrians repeated", index_row("BM_IndexBuildPedestrians"), ">= 1000 MB/s"),
     ("First 33 ms frame of a never-seen file", f'{f("BM_FirstFrameNeverSeen")["real_time"]:.1f} ms', "<= 300 ms"),
-    ("33 ms range read, indexed, mean / max", f'{rng["real_time"]:.2f} / {rng["max_ms"]:.2f} ms '
+    ("33 ms range read, indexed, mean / p99 / max", f'{rng["real_time"]:.2f} / {rng["p99_ms"]:.2f} / {rng["max_ms"]:.2f} ms '
      f'({rng["events_per_frame"]/1e3:.0f} k ev/frame)', "max <= 5 ms"),
+    ("  the same at real-time priority", rt_row, "max <= 5 ms"),
     ("  first range read after opening", f'{rng["first_ms"]:.1f} ms', "-"),
     ("Cut 5 s out of a 1 GB recording", f'{f("BM_Cut5sOf1GB")["real_time"]:.0f} ms ({f("BM_Cut5sOf1GB")["cut_MB"]:.0f} MB out)', "< 500 ms"),
     ("Open indexed file + counts (in process)", f'{f("BM_InfoIndexed")["real_time"]:.1f} ms', "-"),
