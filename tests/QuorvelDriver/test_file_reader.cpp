@@ -203,7 +203,9 @@ TEST_F(FileReaderTest, NothingAppearsBesideTheRecording) {
         if (!cacheWritable)
             setenv("XDG_CACHE_HOME", path.c_str(), 1); // a file: no folder can be made under it
         for (int open = 0; open < 2; ++open) {
-            auto r = DvsFileReader::createFileReader(path);
+            DvsFileReader::Options o;
+            o.backgroundIndex = false; // ready at once only when found in the cache
+            auto r = DvsFileReader::createFileReader(path, o);
             ASSERT_TRUE(r);
             EXPECT_EQ(r->isIndexReady(), cacheWritable && open == 1) << "a saved index is found again";
             DvsFileStats s;
