@@ -1,20 +1,21 @@
-// File-level speed on a large generated recording: index build, first frame of a never-seen
-// file, 33 ms range reads anywhere once indexed, a 5 s cut, and opening an indexed file.
+// File-level speed on large recordings shaped like users' data: index build, first frame of a
+// never-seen file, 33 ms range reads anywhere once indexed, a 5 s cut, and opening an indexed
+// file.
 //
-// The recording is made with our writer: a 16.777216 s EVT 3.0 stream (one whole 24-bit time
-// period, 10 M events/s on average with dense and quiet periods, vectors, 1 kHz triggers) whose
-// payload is then repeated, each copy continuing the clock by one period, up to the size asked
-// for (QV_BENCH_GB, default 4). Files go to QV_BENCH_DIR (default: a new folder under /tmp) and
-// are deleted at the end unless QV_BENCH_KEEP is set.
+// The recordings are EVT 3.0 generated word by word to the word mix measured on a busy street
+// recording (about 22 M events/s, 2.85 bytes per event): a QV_BENCH_GB (default 4) GB one and a
+// 1 GB one, plus the shared pedestrians sample repeated to 1 GB when the samples are there (see
+// BenchRecordings.h). Files go to QV_BENCH_DIR (default: a new folder under /tmp) and are deleted
+// at the end unless QV_BENCH_KEEP is set.
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawFile.h"
-#include "quorvel/raw/RawFileWriter.h"
 #include "quorvel/raw/RawIndex.h"
 
-#include "SyntheticStream.h"
+#include "BenchRecordings.h"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -29,8 +30,7 @@ namespace fs = std::filesystem;
 namespace {
 
 struct BenchFiles {
-    std::string dir, big, oneGb;
-    uint64_t bigEvents = 0;
+    std::string dir, big, oneGb, sparse;
     bool ownDir = false;
 };
 BenchFiles g;
@@ -40,30 +40,11 @@ double seconds(std::chrono::steady_clock::time_point t0) {
 }
 
 void removeIndexes(const std::string& path) {
-    std::error_code ec;
-    fs::remove(RawIndex::besidePath(path), ec);
-    fs::remove(RawIndex::cachePath(path), ec);
-}
-
-// Writes header + payload repeated until `bytes`.
-void repeatPayload(const std::string& chunk, const std::string& out, uint64_t bytes) {
     std::string err;
-    auto f = RawFile::open(chunk, err);
-    if (!f)
-        throw std::runtime_error(err);
-    std::ifstream in(chunk, std::ios::binary);
-    std::string all((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    const std::string header = all.substr(0, f->payloadBegin());
-    const std::string payload = all.substr(f->payloadBegin());
-    std::ofstream o(out, std::ios::binary | std::ios::trunc);
-    o.write(header.data(), static_cast<std::streamsize>(header.size()));
-    uint64_t written = header.size();
-    while (written < bytes) {
-        o.write(payload.data(), static_cast<std::streamsize>(payload.size()));
-        written += payload.size();
+    if (auto f = RawFile::open(path, err)) {
+        std::error_code ec;
+        fs::remove(RawIndex::cachePath(*f), ec);
     }
-    if (!o)
-        throw std::runtime_error("cannot write " + out);
 }
 
 void makeFiles() {
@@ -77,57 +58,54 @@ void makeFiles() {
         g.ownDir = true;
     }
     const double gb = std::getenv("QV_BENCH_GB") ? std::atof(std::getenv("QV_BENCH_GB")) : 4.0;
-    g.big = g.dir + "/big.raw";
-    g.oneGb = g.dir + "/one_gb.raw";
-    const std::string chunk = g.dir + "/period.raw";
-    if (!fs::exists(g.big) || !fs::exists(g.oneGb)) {
-        const auto t0 = std::chrono::steady_clock::now();
-        StreamParams p;
-        p.startUs = 0;
-        p.durationUs = (uint64_t{1} << 24) - 1;
-        p.denseRate = 16e6;
-        p.sparseRate = 4e6;
-        p.periodUs = 500'000;
-        p.triggerPeriodUs = 1000;
-        RawFileWriter w;
-        RawFileWriter::Options o;
-        o.width = p.width;
-        o.height = p.height;
-        o.serial = "BENCH";
-        if (!w.open(chunk, o))
-            throw std::runtime_error(w.lastError());
-        generateStream(p, 1 << 16, [&](const std::vector<Event2D>& e, const std::vector<EventTriggerIn>& t) { w.write(e, t); });
-        if (!w.close())
-            throw std::runtime_error(w.lastError());
-        repeatPayload(chunk, g.big, static_cast<uint64_t>(gb * (1u << 30)));
-        repeatPayload(chunk, g.oneGb, uint64_t{1} << 30);
-        fs::remove(chunk);
-        std::fprintf(stderr, "generated %.1f GB + 1 GB of EVT 3.0 in %.1f s\n", gb, seconds(t0));
+    g.big = g.dir + "/busy_big.raw";
+    g.oneGb = g.dir + "/busy_1gb.raw";
+    const auto t0 = std::chrono::steady_clock::now();
+    if (!fs::exists(g.big))
+        bench::makeGeneratedRecording("busy", g.big, static_cast<uint64_t>(gb * (1u << 30)));
+    if (!fs::exists(g.oneGb))
+        bench::makeGeneratedRecording("busy", g.oneGb, uint64_t{1} << 30);
+    const std::string samples = samplesDir();
+    if (!samples.empty()) {
+        g.sparse = g.dir + "/pedestrians_1gb.raw";
+        if (!fs::exists(g.sparse))
+            bench::makeRepeatedRecording(samples + "/evt3_test_pedestrians.raw", g.sparse, uint64_t{1} << 30);
+    } else {
+        std::fprintf(stderr, "qv-bench-file: samples not found (QUORVEL_SAMPLES_DIR): the pedestrians row is skipped\n");
     }
-    removeIndexes(g.big);
-    removeIndexes(g.oneGb);
-    // Read both once so that the page cache holds them, as for a file just recorded or played.
+    std::fprintf(stderr, "inputs ready in %.1f s\n", seconds(t0));
+    for (const auto& f : {g.big, g.oneGb, g.sparse})
+        if (!f.empty())
+            removeIndexes(f);
+    // Read them once so that the page cache holds them, as for a file just recorded or played.
     std::vector<char> buf(8 << 20);
-    for (const auto& f : {g.big, g.oneGb}) {
+    for (const auto& f : {g.big, g.oneGb, g.sparse}) {
         std::ifstream in(f, std::ios::binary);
         while (in.read(buf.data(), static_cast<std::streamsize>(buf.size())) || in.gcount() > 0) {
         }
     }
 }
 
-void BM_IndexBuild(benchmark::State& state) {
+void indexBench(benchmark::State& state, const std::string& path) {
+    if (path.empty()) {
+        state.SkipWithError("input not available");
+        return;
+    }
     std::string err;
-    auto f = RawFile::open(g.big, err);
+    auto f = RawFile::open(path, err);
     RawIndex idx;
     std::atomic<bool> cancel{false};
     for (auto _ : state)
         idx.build(f, cancel);
-    g.bigEvents = idx.totals.stats.events;
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * f->fileSize()));
     state.counters["events"] = static_cast<double>(idx.totals.stats.events);
     state.counters["index_MB"] = static_cast<double>(idx.entries.size() * sizeof(RawIndexEntry)) / 1e6;
     state.counters["file_GB"] = static_cast<double>(f->fileSize()) / 1e9;
+    state.counters["two_halves"] = idx.builtInTwoHalves ? 1 : 0;
 }
+
+void BM_IndexBuild(benchmark::State& state) { indexBench(state, g.big); }
+void BM_IndexBuildPedestrians(benchmark::State& state) { indexBench(state, g.sparse); }
 
 // Open a file never seen before (no index anywhere) and read its first 33 ms frame, while the
 // index is being built behind it.
@@ -166,20 +144,23 @@ void BM_Range33msIndexed(benchmark::State& state) {
     const auto w0 = std::chrono::steady_clock::now();
     r->getEventsInRange(a + (b - a) / 3, 33'333);
     state.counters["first_ms"] = seconds(w0) * 1e3;
-    double maxMs = 0;
+    std::vector<double> times;
     uint64_t events = 0;
     for (auto _ : state) {
         const uint64_t s = a + rng() % (b - a - 33'333);
         const auto t0 = std::chrono::steady_clock::now();
         auto frame = r->getEventsInRange(s, 33'333);
-        maxMs = std::max(maxMs, seconds(t0) * 1e3);
+        times.push_back(seconds(t0) * 1e3);
         if (!frame) {
             state.SkipWithError(("no frame at " + std::to_string(s) + ": " + r->lastError()).c_str());
             break;
         }
         events += frame->size();
     }
-    state.counters["max_ms"] = maxMs;
+    std::sort(times.begin(), times.end());
+    state.counters["max_ms"] = times.empty() ? 0 : times.back();
+    state.counters["p99_ms"] = times.empty() ? 0 : times[times.size() * 99 / 100];
+    state.counters["median_ms"] = times.empty() ? 0 : times[times.size() / 2];
     state.counters["events_per_frame"] = static_cast<double>(events) / static_cast<double>(state.iterations());
 }
 
@@ -215,7 +196,8 @@ void BM_InfoIndexed(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(BM_IndexBuild)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
+BENCHMARK(BM_IndexBuild)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+BENCHMARK(BM_IndexBuildPedestrians)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 BENCHMARK(BM_FirstFrameNeverSeen)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
 BENCHMARK(BM_InfoIndexed)->Unit(benchmark::kMillisecond)->Iterations(10)->UseRealTime();
 BENCHMARK(BM_Range33msIndexed)->Unit(benchmark::kMillisecond)->Iterations(200)->UseRealTime();
@@ -233,11 +215,14 @@ int main(int argc, char** argv) {
     benchmark::Shutdown();
     if (!std::getenv("QV_BENCH_KEEP")) {
         std::error_code ec;
+        for (const auto& f : {g.big, g.oneGb, g.sparse}) {
+            if (f.empty())
+                continue;
+            removeIndexes(f);
+            fs::remove(f, ec);
+        }
         if (g.ownDir)
             fs::remove_all(g.dir, ec);
-        else
-            for (const auto& f : {g.big, g.oneGb, RawIndex::besidePath(g.big), RawIndex::besidePath(g.oneGb)})
-                fs::remove(f, ec);
     }
     return 0;
 }

@@ -1,7 +1,10 @@
 // The whole reading path on arbitrary files: header, index, range reads, seeks and a cut.
-// Whatever the input, nothing crashes or hangs, and range reads agree with one another.
+// Whatever the input, nothing crashes or hangs, and range reads agree with one another. Only the
+// first 4 KiB of an input are used (libFuzzer's own default size): the work per run stays that
+// of a small file whatever its clock claims (a thousand runs a second and more).
 #include "quorvel/DvsFileReader.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -30,6 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     const std::string& dir = g_dir;
     const std::string path = dir + "/in.raw", out = dir + "/cut.raw";
+    size = std::min<size_t>(size, 4u << 10);
     std::FILE* f = std::fopen(path.c_str(), "wb");
     std::fwrite(data, 1, size, f);
     std::fclose(f);

@@ -6,6 +6,7 @@
 #include "camera_commands.h"
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawFileWriter.h"
+#include "quorvel/raw/RawIndex.h"
 
 #include "cli_video.h"
 
@@ -53,8 +54,9 @@ const std::map<std::string, std::string> kHelp = {
      "usage: quorvel info FILE [--json]\n"
      "Prints the format, geometry, serial number, recording date, first and last event time, duration,\n"
      "event count, ON event count, trigger count and the decoding errors found (events outside the\n"
-     "geometry, unknown words, a truncated last word). Counts come from the seek index, which is built\n"
-     "on first use and saved beside the file (or in ~/.cache/quorvel), so later calls answer at once.\n"
+     "geometry, unknown words, time jumps of more than a day, a truncated last word). Counts come from\n"
+     "the seek index, which is built on first use and kept in the cache folder ($XDG_CACHE_HOME/Quorvel,\n"
+     "else ~/.cache/Quorvel; never beside the recording), so later calls answer at once.\n"
      "With --json prints one object with keys format, width, height, serial, date, first_ts, last_ts,\n"
      "duration_us, events, on_events, triggers, errors.\n"},
     {"dump",
@@ -68,8 +70,12 @@ const std::map<std::string, std::string> kHelp = {
      "unchanged; others are written as EVT 3.0. OUT only appears when the cut succeeded.\n"},
     {"index",
      "usage: quorvel index FILE\n"
-     "Builds the seek index of FILE unless a current one exists, and prints where it is kept. An index\n"
-     "belongs to the recording's size and modification time and is rebuilt when either changes.\n"},
+     "Builds the seek index of FILE unless a current one exists, and prints where it is kept: in the\n"
+     "cache folder ($XDG_CACHE_HOME/Quorvel, else ~/.cache/Quorvel), never beside the recording, or in\n"
+     "memory only when that folder cannot be written. An index belongs to one version of the recording\n"
+     "(its size, modification time, inode and sampled content) and is rebuilt when the recording\n"
+     "changes or the index is damaged. The folder is kept under QUORVEL_INDEX_CACHE_MB megabytes\n"
+     "(default 512), least recently used indexes removed first.\n"},
     {"convert",
      "usage: quorvel convert IN OUT\n"
      "Rewrites any readable recording as EVT 3.0 when OUT ends in .raw, or as text when it ends in .csv\n"
@@ -185,13 +191,18 @@ int cmdInfo(const Args& a) {
     std::printf("ON events:   %llu\n", static_cast<unsigned long long>(s.onEvents));
     std::printf("triggers:    %llu\n", static_cast<unsigned long long>(s.triggers));
     std::printf("errors:      %llu", static_cast<unsigned long long>(s.errors()));
-    if (s.errors())
-        std::printf(" (%llu events outside the geometry, %llu unknown words%s)",
-                    static_cast<unsigned long long>(s.invalidEvents), static_cast<unsigned long long>(s.reservedWords),
-                    s.trailingBytes ? ", truncated last word" : "");
+    if (s.errors()) {
+        std::printf(" (%llu events outside the geometry, %llu unknown words",
+                    static_cast<unsigned long long>(s.invalidEvents), static_cast<unsigned long long>(s.reservedWords));
+        if (s.timeJumps)
+            std::printf(", %llu time jumps of more than a day, the first at byte %llu",
+                        static_cast<unsigned long long>(s.timeJumps),
+                        static_cast<unsigned long long>(s.firstTimeJumpOffset));
+        std::printf("%s)", s.trailingBytes ? ", truncated last word" : "");
+    }
     std::printf("\n");
     if (s.timeBackwards)
-        std::printf("note:        the clock stepped back %llu times (those events keep the latest time)\n",
+        std::printf("note:        %llu events came earlier than the event before them and were given its time\n",
                     static_cast<unsigned long long>(s.timeBackwards));
     return 0;
 }
@@ -209,44 +220,38 @@ char* putUint(char* p, uint64_t v) {
     return p;
 }
 
-// Appends "t,x,y,p\n" lines; a few times faster than printf for millions of events.
-void appendEvents(std::string& out, const std::vector<Event2D>& evs) {
-    char line[64];
-    for (const auto& e : evs) {
-        char* p = putUint(line, e.timestamp);
-        *p++ = ',';
-        p = putUint(p, e.x);
-        *p++ = ',';
-        p = putUint(p, e.y);
-        *p++ = ',';
-        *p++ = e.polarity ? '1' : '0';
-        *p++ = '\n';
-        out.append(line, static_cast<size_t>(p - line));
-    }
-}
-
 bool writeOut(std::FILE* f, std::string& buf) {
     const bool ok = std::fwrite(buf.data(), 1, buf.size(), f) == buf.size();
     buf.clear();
     return ok;
 }
 
-// Streams the events of [from, from + duration) through `sink` in slices of file time.
+// Streams the events of [from, end) through `sink`, batch by batch as the recording holds them:
+// the work follows the data, not the time span a damaged file may claim.
 template <typename Sink>
-void forEachSlice(DvsFileReader& r, uint64_t from, uint64_t duration, Sink sink) {
-    const uint64_t end = duration > UINT64_MAX - from ? UINT64_MAX : from + duration;
-    constexpr uint64_t kSlice = 50'000;
-    for (uint64_t t = from; t < end;) {
-        const uint64_t d = std::min(kSlice, end - t);
-        auto b = r.getEventsInRange(t, d);
-        if (!b) {
-            const std::string err = r.lastError();
-            if (err.rfind("no events at or after", 0) == 0)
-                break; // past the last event
-            fail(err);
-        }
-        sink(*b, t + d);
-        t += d;
+void forEachBatch(DvsFileReader& r, uint64_t from, uint64_t end, Sink sink) {
+    if (end <= from)
+        return;
+    if (!r.streamEventsInRange(from, end, [&](const Event2D* b, const Event2D* e) {
+            sink(b, e);
+            return true;
+        }))
+        fail(r.lastError());
+}
+
+// Appends "t,x,y,p\n" lines; a few times faster than printf for millions of events.
+void appendEvents(std::string& out, const Event2D* b, const Event2D* e) {
+    char line[64];
+    for (; b != e; ++b) {
+        char* p = putUint(line, b->timestamp);
+        *p++ = ',';
+        p = putUint(p, b->x);
+        *p++ = ',';
+        p = putUint(p, b->y);
+        *p++ = ',';
+        *p++ = b->polarity ? '1' : '0';
+        *p++ = '\n';
+        out.append(line, static_cast<size_t>(p - line));
     }
 }
 
@@ -265,8 +270,8 @@ int cmdDump(const Args& a) {
         return 0; // no events at all
     std::string buf;
     buf.reserve(1 << 20);
-    forEachSlice(*r, from, duration, [&](const std::vector<Event2D>& evs, uint64_t) {
-        appendEvents(buf, evs);
+    forEachBatch(*r, from, duration > UINT64_MAX - from ? UINT64_MAX : from + duration, [&](const Event2D* b, const Event2D* e) {
+        appendEvents(buf, b, e);
         if (buf.size() > (1u << 20) && !writeOut(stdout, buf))
             fail("cannot write the output");
     });
@@ -301,8 +306,15 @@ int cmdIndex(const Args& a) {
     DvsFileStats s;
     r->getFileStats(s);
     const std::string where = r->indexPath();
-    std::printf("%s %s (%llu events)\n", existed ? "index up to date:" : "index built:",
-                where.empty() ? "(could not be saved)" : where.c_str(), static_cast<unsigned long long>(s.events));
+    if (where.empty()) {
+        const std::string dir = RawIndex::cacheDir();
+        std::printf("index built: kept in memory only, %s (%llu events)\n",
+                    dir.empty() ? "there is no cache folder" : ("the cache folder " + dir + " cannot be written").c_str(),
+                    static_cast<unsigned long long>(s.events));
+    } else {
+        std::printf("%s %s (%llu events)\n", existed ? "index up to date:" : "index built:", where.c_str(),
+                    static_cast<unsigned long long>(s.events));
+    }
     return 0;
 }
 
@@ -325,6 +337,7 @@ int cmdConvert(const Args& a) {
         first = 0;
         last = 0;
     }
+    const uint64_t end = last == UINT64_MAX ? last : last + 1;
     const bool progress = stderrIsTerminal();
     auto showProgress = [&](uint64_t t) {
         if (progress && last > first)
@@ -339,11 +352,11 @@ int cmdConvert(const Args& a) {
         std::string buf = "t,x,y,p\n";
         bool ok = true;
         try {
-            forEachSlice(*r, first, last - first + 1, [&](const std::vector<Event2D>& evs, uint64_t t) {
-                appendEvents(buf, evs);
+            forEachBatch(*r, first, end, [&](const Event2D* b, const Event2D* e) {
+                appendEvents(buf, b, e);
                 if (buf.size() > (1u << 20))
                     ok = ok && writeOut(f, buf);
-                showProgress(t);
+                showProgress(e[-1].timestamp);
             });
         } catch (...) {
             std::fclose(f);
@@ -363,14 +376,15 @@ int cmdConvert(const Args& a) {
         } catch (const std::exception&) {
             // no trigger records
         }
-        std::sort(triggers.begin(), triggers.end(), [](const auto& x, const auto& y) { return x.timestamp < y.timestamp; });
+        // Trigger edges keep the clock's time, which may step back: write them in time order.
+        std::stable_sort(triggers.begin(), triggers.end(), [](const auto& x, const auto& y) { return x.timestamp < y.timestamp; });
         uint32_t w = r->getWidth(), h = r->getHeight();
         if (w == 0 || h == 0) { // a DAT file without geometry: fit the events
             uint32_t mx = 0, my = 0;
-            forEachSlice(*r, first, last - first + 1, [&](const std::vector<Event2D>& evs, uint64_t) {
-                for (const auto& e : evs) {
-                    mx = std::max<uint32_t>(mx, e.x);
-                    my = std::max<uint32_t>(my, e.y);
+            forEachBatch(*r, first, end, [&](const Event2D* b, const Event2D* e) {
+                for (; b != e; ++b) {
+                    mx = std::max<uint32_t>(mx, b->x);
+                    my = std::max<uint32_t>(my, b->y);
                 }
             });
             w = mx + 1;
@@ -389,19 +403,22 @@ int cmdConvert(const Args& a) {
             o.startTime = std::chrono::time_point_cast<std::chrono::system_clock::duration>(info.startTime);
         if (!writer.open(out, o))
             fail(writer.lastError());
+        // Each batch goes with the trigger edges up to its last event's time.
         size_t ti = 0;
-        std::vector<EventTriggerIn> slice;
-        forEachSlice(*r, first, last - first + 1, [&](const std::vector<Event2D>& evs, uint64_t sliceEnd) {
-            slice.clear();
-            while (ti < triggers.size() && triggers[ti].timestamp < sliceEnd)
-                slice.push_back(triggers[ti++]);
-            if (!writer.write(evs, slice))
+        forEachBatch(*r, first, end, [&](const Event2D* b, const Event2D* e) {
+            const size_t from = ti;
+            while (ti < triggers.size() && triggers[ti].timestamp <= e[-1].timestamp)
+                ++ti;
+            if (!writer.write(b, e, triggers.data() + from, triggers.data() + ti)) {
+                writer.abort();
                 fail(writer.lastError());
-            showProgress(sliceEnd);
+            }
+            showProgress(e[-1].timestamp);
         });
-        slice.assign(triggers.begin() + static_cast<ptrdiff_t>(ti), triggers.end());
-        if (!writer.write({}, slice) || !writer.close())
+        if (!writer.write(nullptr, nullptr, triggers.data() + ti, triggers.data() + triggers.size()) || !writer.close()) {
+            writer.abort();
             fail(writer.lastError());
+        }
     }
     if (progress)
         std::fprintf(stderr, "\r%*s\r", 20, "");

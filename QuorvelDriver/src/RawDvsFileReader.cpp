@@ -62,12 +62,14 @@ public:
 
     /// Grows to at least `capacity` events, keeping the first `keep`.
     void grow(size_t capacity, size_t keep) {
-        constexpr size_t kAlign = 2u << 20;
+        // (Small windows, those of small recordings, are not worth a huge page.)
+        const size_t kAlign = capacity * sizeof(Event2D) >= (1u << 20) ? 2u << 20 : 64;
         const size_t bytes = (capacity * sizeof(Event2D) + kAlign - 1) / kAlign * kAlign;
         auto* fresh = static_cast<Event2D*>(std::aligned_alloc(kAlign, bytes));
         if (!fresh)
             throw std::bad_alloc();
-        ::madvise(fresh, bytes, MADV_HUGEPAGE);
+        if (kAlign > 64)
+            ::madvise(fresh, bytes, MADV_HUGEPAGE);
         if (keep)
             std::memcpy(static_cast<void*>(fresh), m_data, keep * sizeof(Event2D));
         std::free(m_data);
@@ -97,11 +99,10 @@ public:
                 m_triggers = std::move(idx.triggers);
                 m_totals = idx.totals;
                 m_indexComplete = true;
-                m_indexPath = RawIndex::besidePath(m_file->path());
-                struct stat st {};
-                if (::stat(m_indexPath.c_str(), &st) != 0)
-                    m_indexPath = RawIndex::cachePath(m_file->path());
+                m_indexPath = RawIndex::cachePath(*m_file);
                 m_indexBytes = payloadBytes();
+            } else if (err.find("damaged") != std::string::npos) {
+                QV_LOG(LOG_WARNING, "rebuilding the index of " + m_file->path() + ": " + err);
             }
         }
         if (!m_indexComplete && m_options.backgroundIndex)
@@ -221,7 +222,7 @@ public:
         RawStreamCursor cur(m_file, kStreamChunk);
         const RawIndexEntry entry = entryFor(start);
         cur.seek(entry.offset, entry.state);
-        std::vector<Event2D> batch(kStreamBatch);
+        std::vector<Event2D> batch(m_file->eventBatchFor(kStreamBatch));
         std::vector<EventTriggerIn> triggers;
         while (!cur.atEnd()) {
             const size_t n = cur.next(batch.data(), batch.size(), triggers);
@@ -309,6 +310,8 @@ public:
         s.reservedWords = d.reservedWords;
         s.trailingBytes = m_totals.trailingBytes;
         s.timeBackwards = d.timeBackwards;
+        s.timeJumps = d.timeJumps;
+        s.firstTimeJumpOffset = d.firstTimeJumpOffset;
         return true;
     }
 
@@ -334,8 +337,9 @@ public:
                 return false;
             }
         }
-        if (!m_indexThread.joinable())
-            startIndex();
+        // Nothing builds it yet (no background indexing): build it here, on the caller's thread.
+        if (!m_indexStarted.exchange(true))
+            buildIndex();
         std::unique_lock lock(m_indexMutex);
         m_indexCv.wait(lock, [&] { return m_indexComplete || m_indexFailed; });
         if (m_indexFailed) {
@@ -360,6 +364,7 @@ private:
     }
 
     void startIndex() {
+        m_indexStarted = true;
         m_indexThread = std::thread([this] { buildIndex(); });
     }
 
@@ -415,7 +420,7 @@ private:
         std::lock_guard lock(m_firstMutex);
         if (!m_firstKnown) {
             RawStreamCursor c(m_file, 1u << 20);
-            std::vector<Event2D> ev(4096);
+            std::vector<Event2D> ev(m_file->eventBatchFor(256)); // only the first event is wanted
             std::vector<EventTriggerIn> tr;
             while (!c.atEnd()) {
                 const size_t n = c.next(ev.data(), ev.size(), tr);
@@ -475,16 +480,17 @@ private:
     }
 
     bool decodeMore(uint64_t keepFrom) {
-        if (m_buf.size() - m_tail < kDecodeBatch) {
+        const size_t batch = m_decodeBatch;
+        if (m_buf.size() - m_tail < batch) {
             if (m_head > 0) {
                 std::memmove(static_cast<void*>(m_buf.data()), m_buf.data() + m_head, (m_tail - m_head) * sizeof(Event2D));
                 m_tail -= m_head;
                 m_head = 0;
             }
-            if (m_buf.size() - m_tail < kDecodeBatch)
-                m_buf.grow(std::max<size_t>({m_buf.size() * 2, m_tail + kDecodeBatch, 2 * kDecodeBatch}), m_tail);
+            if (m_buf.size() - m_tail < batch)
+                m_buf.grow(std::max<size_t>({m_buf.size() * 2, m_tail + batch, 2 * batch}), m_tail);
         }
-        const size_t n = m_cur.next(m_buf.data() + m_tail, kDecodeBatch, m_trigScratch);
+        const size_t n = m_cur.next(m_buf.data() + m_tail, batch, m_trigScratch);
         m_trigScratch.clear();
         m_tail += n;
         dropBefore(keepFrom);
@@ -511,6 +517,7 @@ private:
     std::atomic<uint64_t> m_indexBytes{0};
     std::atomic<bool> m_cancel{false};
     std::thread m_indexThread;
+    std::atomic<bool> m_indexStarted{false}; ///< a thread (background or a waiting caller) builds it
 
     // First event time before the index knows it.
     std::mutex m_firstMutex;
@@ -519,6 +526,7 @@ private:
 
     // Foreground reading.
     RawStreamCursor m_cur;
+    const size_t m_decodeBatch = m_file->eventBatchFor(kDecodeBatch);
     EventStore m_buf;
     std::unique_ptr<QvObjectPool<std::vector<Event2D>>> m_results =
         std::make_unique<QvObjectPool<std::vector<Event2D>>>(2, [] { return std::make_unique<std::vector<Event2D>>(); });

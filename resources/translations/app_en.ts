@@ -950,6 +950,21 @@ Since %4</translation>
     </message>
 </context>
 <context>
+    <name>QvThreeHandleSlider</name>
+    <message>
+        <source>%1 us</source>
+        <translation>%1 us</translation>
+    </message>
+    <message>
+        <source>%1 Mev/s</source>
+        <translation>%1 Mev/s</translation>
+    </message>
+    <message>
+        <source>%1 kev/s</source>
+        <translation>%1 kev/s</translation>
+    </message>
+</context>
+<context>
     <name>SettingCameraPanel</name>
     <message>
         <source>Default</source>

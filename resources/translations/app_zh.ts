@@ -950,6 +950,21 @@ Since %4</source>
     </message>
 </context>
 <context>
+    <name>QvThreeHandleSlider</name>
+    <message>
+        <source>%1 us</source>
+        <translation>%1 微秒</translation>
+    </message>
+    <message>
+        <source>%1 Mev/s</source>
+        <translation>%1 M事件/秒</translation>
+    </message>
+    <message>
+        <source>%1 kev/s</source>
+        <translation>%1 k事件/秒</translation>
+    </message>
+</context>
+<context>
     <name>SettingCameraPanel</name>
     <message>
         <source>Default</source>

@@ -1,8 +1,12 @@
+#include "quorvel/DvsCameraManager.h"
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawHeader.h"
 #include "quorvel/raw/RawIndex.h"
 
+#include "Evt3Reference.h"
 #include "RawRecording.h"
+#include "SensorWords.h"
+#include "camera/EventSource.h"
 
 #include <gtest/gtest.h>
 
@@ -169,7 +173,7 @@ TEST_F(FileReaderTest, InfoTriggersAndCountsComeFromTheIndex) {
         EXPECT_EQ(info.firstTimestamp, rec.events.front().timestamp);
         EXPECT_NE(info.text.find("EVT3 1280x720"), std::string::npos);
         EXPECT_NE(info.startTime.time_since_epoch().count(), 0);
-        EXPECT_EQ(r->indexPath(), RawIndex::besidePath(path));
+        EXPECT_EQ(r->indexPath().rfind(cache.path + "/Quorvel/", 0), 0u) << r->indexPath();
     }
     // A second open finds the saved index and is ready at once.
     auto again = DvsFileReader::createFileReader(path);
@@ -182,20 +186,42 @@ TEST_F(FileReaderTest, InfoTriggersAndCountsComeFromTheIndex) {
     EXPECT_THROW(q->getTriggerList(), std::runtime_error);
 }
 
-TEST_F(FileReaderTest, IndexGoesToTheCacheFolderWhenItCannotBeWrittenBeside) {
+// Opening, indexing, reading and cutting a recording leave nothing in its folder: the index is
+// in the cache folder, or in memory only when that cannot be written.
+TEST_F(FileReaderTest, NothingAppearsBesideTheRecording) {
     const std::string path = dir.file("rec.raw");
-    StreamParams p = smallParams(200'000);
-    writeRecording(path, p);
-    // Something that cannot be replaced sits where the index would go.
-    std::filesystem::create_directory(RawIndex::besidePath(path));
-    writeFile(RawIndex::besidePath(path) + "/x", "x");
-    auto r = DvsFileReader::createFileReader(path);
-    ASSERT_TRUE(r->waitForIndex());
-    EXPECT_EQ(r->indexPath(), RawIndex::cachePath(path));
-    EXPECT_EQ(r->indexPath().rfind(cache.path, 0), 0u);
-    EXPECT_TRUE(std::filesystem::exists(r->indexPath()));
-    auto again = DvsFileReader::createFileReader(path);
-    EXPECT_TRUE(again->isIndexReady());
+    const Recorded rec = writeRecording(path, smallParams(300'000));
+    TempDir out;
+    const auto folderHoldsOnlyTheRecording = [&] {
+        std::vector<std::string> names;
+        for (const auto& e : std::filesystem::directory_iterator(dir.path))
+            names.push_back(e.path().filename().string());
+        EXPECT_EQ(names, std::vector<std::string>{"rec.raw"});
+    };
+    for (bool cacheWritable : {true, false}) {
+        SCOPED_TRACE(cacheWritable ? "cache folder" : "cache folder not writable");
+        if (!cacheWritable)
+            setenv("XDG_CACHE_HOME", path.c_str(), 1); // a file: no folder can be made under it
+        for (int open = 0; open < 2; ++open) {
+            DvsFileReader::Options o;
+            o.backgroundIndex = false; // ready at once only when found in the cache
+            auto r = DvsFileReader::createFileReader(path, o);
+            ASSERT_TRUE(r);
+            EXPECT_EQ(r->isIndexReady(), cacheWritable && open == 1) << "a saved index is found again";
+            DvsFileStats s;
+            ASSERT_TRUE(r->getFileStats(s));
+            EXPECT_EQ(s.events, rec.events.size());
+            EXPECT_EQ(r->getTriggerList(), rec.triggers);
+            auto frame = r->getEventsInRange(rec.events[100].timestamp, 33'333);
+            ASSERT_TRUE(frame);
+            EXPECT_TRUE(r->exportRawRange(rec.events[100].timestamp, rec.events[5000].timestamp, out.file("cut.raw")));
+            if (cacheWritable)
+                EXPECT_EQ(r->indexPath().rfind(cache.path + "/Quorvel/", 0), 0u) << r->indexPath();
+            else
+                EXPECT_EQ(r->indexPath(), "");
+        }
+        folderHoldsOnlyTheRecording();
+    }
 }
 
 TEST_F(FileReaderTest, DamagedRecordingsDecodeWhatTheyCanAndReportErrors) {
@@ -291,4 +317,93 @@ TEST(FileReaderSamples, TimesAndDatesOfTheRealRecordings) {
         EXPECT_EQ(r->indexPath().rfind(cache.path, 0), 0u);
     }
     unsetenv("XDG_CACHE_HOME");
+}
+
+// A sensor-shaped recording (two TIME_LOW words in a row now and then, the first ahead): range
+// reads with and without the index, seeks, a cut and a replay camera all give the times the words
+// say, as a reader written from the format description does.
+TEST_F(FileReaderTest, EveryReadingPathGivesTheTimesTheWordsSay) {
+    SensorWordMix mix = busySensorMix();
+    mix.doubleLowShare = 0.05;
+    const std::string payload = generateSensorEvt3(mix, (uint64_t{1} << 24) - 20'000, 3u << 20, 5);
+    const std::string path = dir.file("sensor.raw");
+    writeFile(path, "% evt 3.0\n% format EVT3;height=720;width=1280\n% end\n" + payload);
+    const std::vector<Event2D> expect = referenceDecodeEvt3(payload, 1280, 720, true).events;
+    const uint64_t first = expect.front().timestamp, last = expect.back().timestamp;
+    for (bool indexed : {false, true}) {
+        SCOPED_TRACE(indexed ? "indexed" : "no index");
+        DvsFileReader::Options o;
+        o.backgroundIndex = indexed;
+        auto r = DvsFileReader::createFileReader(path, o);
+        ASSERT_TRUE(r);
+        if (indexed) {
+            ASSERT_TRUE(r->waitForIndex());
+        }
+        std::mt19937_64 rng(3);
+        for (int i = 0; i < 40; ++i) {
+            const uint64_t s = first + rng() % (last - first), d = 1 + rng() % 5000;
+            auto got = r->getEventsInRange(s, d);
+            ASSERT_TRUE(got);
+            ASSERT_TRUE(*got == expectedRange(expect, s, s + d)) << s << "+" << d;
+        }
+        const uint64_t mid = expect[expect.size() / 2].timestamp;
+        ASSERT_TRUE(r->seekTime(mid));
+        auto b = r->getNTimeEvents(3000);
+        ASSERT_TRUE(b);
+        EXPECT_TRUE(*b == expectedRange(expect, mid, mid + 3000));
+    }
+    auto r = DvsFileReader::createFileReader(path);
+    DvsFileStats st;
+    ASSERT_TRUE(r->getFileStats(st));
+    EXPECT_EQ(st.events, expect.size());
+    EXPECT_EQ(st.timeBackwards, 0u);
+    const uint64_t a = expect[1000].timestamp, e = expect[expect.size() - 1000].timestamp;
+    ASSERT_TRUE(r->exportRawRange(a, e, dir.file("cut.raw"))) << r->lastError();
+    auto c = DvsFileReader::createFileReader(dir.file("cut.raw"));
+    auto all = c->getEventsInRange(0, UINT64_MAX);
+    ASSERT_TRUE(all);
+    EXPECT_TRUE(*all == expectedRange(expect, a, e + 1));
+
+    // A replay camera streams the same events.
+    std::string err;
+    auto replay = detail::makeReplaySource(path, err);
+    ASSERT_TRUE(replay) << err;
+    std::vector<Event2D> streamed;
+    std::vector<EventTriggerIn> tr;
+    while (streamed.size() < expect.size())
+        ASSERT_TRUE(replay->next(10'000, streamed, tr)) << replay->lastError();
+    streamed.resize(expect.size());
+    EXPECT_TRUE(streamed == expect);
+}
+
+// What the recorder writes keeps the writer's rules, and a reader written from the format
+// description gets our reader's events from it whichever low part it keeps after a TIME_HIGH.
+TEST_F(FileReaderTest, WhatTheRecorderWritesOtherReadersReadTheSame) {
+    unsetenv("QUORVEL_VIRTUAL_CAMERAS");
+    DvsCameraManager manager;
+    auto cam = manager.openCamera("QVSIM-DVS-0001");
+    ASSERT_TRUE(cam);
+    ASSERT_TRUE(cam->getTool(TOOL_TRIGGER_IN)->setBoolParam("channel_0_enable", true));
+    ASSERT_EQ(cam->start(), 0);
+    const std::string path = dir.file("rec.raw");
+    ASSERT_TRUE(cam->startRecording(path)) << cam->lastError();
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    ASSERT_TRUE(cam->stopRecording()) << cam->lastError();
+    cam->stop();
+    cam->getTool(TOOL_TRIGGER_IN)->setBoolParam("channel_0_enable", false);
+
+    auto r = DvsFileReader::createFileReader(path);
+    ASSERT_TRUE(r);
+    auto ours = r->getEventsInRange(0, UINT64_MAX);
+    ASSERT_TRUE(ours);
+    ASSERT_GT(ours->size(), 10'000u);
+    RawHeader h;
+    std::string err;
+    ASSERT_TRUE(readRawHeader(path, h, err)) << err;
+    const std::string payload = readFileBytes(path).substr(h.payloadOffset);
+    EXPECT_EQ(evt3WriterRuleBroken(payload, h.width), "");
+    for (bool restart : {true, false}) {
+        const Evt3Reading other = referenceDecodeEvt3(payload, h.width, h.height, restart, h.timeBaseUs);
+        EXPECT_TRUE(other.events == *ours) << (restart ? "low part restarts" : "low part kept");
+    }
 }

@@ -1,12 +1,15 @@
 #include "quorvel/raw/EventDecoder.h"
 #include "quorvel/raw/RawFile.h"
 
+#include "Evt3Reference.h"
+#include "SensorWords.h"
 #include "SyntheticStream.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
+#include <utility>
 
 using namespace quorvel;
 using namespace quorvel::test;
@@ -104,32 +107,75 @@ TEST(Evt3Decoder, TimeWordsVectorsAndRows) {
     EXPECT_EQ(c.lastEventTs, 4113u);
 }
 
-TEST(Evt3Decoder, WrapsBackwardStepsAndBadInput) {
+// The time is what the last time words say, taken exactly, also when it is lower than before:
+// sensors send two TIME_LOW words in a row after a TIME_HIGH and the second is the events' time.
+// Only an event below the previous event's time is raised to it, and counted.
+TEST(Evt3Decoder, TimeIsWhatTheLastTimeWordsSay) {
+    const RawHeader h = headerFor(RawEncoding::Evt3, 64, 32);
+    const std::string s = words16({
+        0x8001, 0x6010, 0x0003, 0x2005, // event at 0x1010
+        0x8002, 0x632B, 0x6320,         // two TIME_LOW in a row: the clock is 0x2320
+        0x2006,                         // event at 0x2320
+        0x3010, 0x4007, 0x4000, 0x5000, // vector x = 16, 17, 18 at 0x2320
+        0xA101,                         // trigger at 0x2320
+        0x6310, 0x2007,                 // the clock goes below the last event: raised to 0x2320, counted
+        0xA100,                         // a trigger keeps the clock: 0x2310
+        0x6330, 0x2008,                 // 0x2330
+        0x8003, 0x8002, 0x6340, 0x2009, // TIME_HIGH ahead and back, no event between: 0x2340 as is
+    });
+    const std::vector<Event2D> want = {{5, 3, 0, 0x1010},  {6, 3, 0, 0x2320}, {16, 3, 0, 0x2320}, {17, 3, 0, 0x2320},
+                                       {18, 3, 0, 0x2320}, {7, 3, 0, 0x2320}, {8, 3, 0, 0x2330},  {9, 3, 0, 0x2340}};
+    const std::vector<EventTriggerIn> wantTr = {{1, 1, 0x2320}, {1, 0, 0x2310}};
+    for (uint32_t seed : {1u, 2u, 3u}) {
+        auto d = EventDecoder::create(h);
+        const Decoded r = decodeAll(*d, s, seed);
+        EXPECT_EQ(r.events, want);
+        EXPECT_EQ(r.triggers, wantTr);
+        EXPECT_EQ(r.stats.timeBackwards, 1u);
+    }
+    const DecodeStats c = countAll(h, s);
+    EXPECT_EQ(c.events, want.size());
+    EXPECT_EQ(c.timeBackwards, 1u);
+    EXPECT_EQ(c.firstEventTs, 0x1010u);
+    EXPECT_EQ(c.lastEventTs, 0x2340u);
+}
+
+TEST(Evt3Decoder, WrapsTimeJumpsAndBadInput) {
     const RawHeader h = headerFor(RawEncoding::Evt3, 100, 10);
     auto d = EventDecoder::create(h);
-    const std::string s = words16({
+    std::string s = words16({
         0x8FFE, 0x6FFF, 0x0001, 0x2001, // t = 0xFFE000 + 0xFFF
         0x8FFF, 0x8000, 0x6005, 0x2002, // wrap: 2^24 + 5
-        0x6003, 0x2003,                 // TIME_LOW steps back: clamped to the latest time
+        0x6003, 0x2003,                 // below the last event: raised to it
+        0x6006,                         // 2^24 + 6
         0x2064, 0x000A, 0x2001,         // x = 100 and y = 10 are outside 100x10
         0x1000, 0x2004,                 // an old exposure word switches CD off...
         0x0002, 0x2005,                 // ...until the next ADDR_Y
         0x3060, 0x4FFF,                 // vector running past the width: 96..99 kept, 100..107 invalid
-        0x800A, 0x8002, 0x2006,         // TIME_HIGH back by < 2048: not a wrap, clamped
+        0x800A, 0x8002, 0x2006,         // TIME_HIGH back by < 2048: not a wrap
     });
+    // More than a day of wraps with no event: a time jump no recording has, reported where it is.
+    const size_t jumpWord = s.size() / 2 + 2 * 5149 + 1; // the pair that passes the day
+    for (int i = 0; i < 5160; ++i)
+        s += words16({0x8800, 0x8000});
+    s += words16({0x2007});
     const Decoded r = decodeAll(*d, s, 3);
     const uint64_t wrap = uint64_t{1} << 24;
-    ASSERT_EQ(r.events.size(), 4u + 4u + 1u);
+    ASSERT_EQ(r.events.size(), 4u + 4u + 2u);
     EXPECT_EQ(r.events[0], Event2D(1, 1, 0, 0xFFEFFF));
     EXPECT_EQ(r.events[1], Event2D(2, 1, 0, wrap + 5));
     EXPECT_EQ(r.events[2], Event2D(3, 1, 0, wrap + 5));
-    EXPECT_EQ(r.events[3], Event2D(5, 2, 0, wrap + 5));
-    EXPECT_EQ(r.events[4].x, 96);
-    EXPECT_EQ(r.events.back(), Event2D(6, 2, 0, wrap + 0xA000));
+    EXPECT_EQ(r.events[3], Event2D(5, 2, 0, wrap + 6));
+    EXPECT_EQ(r.events[4], Event2D(96, 2, 0, wrap + 6));
+    EXPECT_EQ(r.events[8], Event2D(6, 2, 0, wrap + 0x2000));
+    EXPECT_EQ(r.events[9], Event2D(7, 2, 0, wrap * 5161));
     EXPECT_EQ(r.stats.invalidEvents, 2u + 8u);
-    EXPECT_EQ(r.stats.timeBackwards, 2u);
-    EXPECT_TRUE(std::is_sorted(r.events.begin(), r.events.end(),
-                               [](const Event2D& a, const Event2D& b) { return a.timestamp < b.timestamp; }));
+    EXPECT_EQ(r.stats.timeBackwards, 1u);
+    EXPECT_EQ(r.stats.timeJumps, 1u);
+    EXPECT_EQ(r.stats.firstTimeJumpOffset, jumpWord * 2);
+    const DecodeStats c = countAll(h, s);
+    EXPECT_EQ(c.timeJumps, 1u);
+    EXPECT_EQ(c.firstTimeJumpOffset, jumpWord * 2);
 }
 
 TEST(Evt2Decoder, EventsTriggersAndTheLongWrap) {
@@ -205,6 +251,103 @@ TEST(Decoders, GarbageNeverCrashesAndCountMatchesDecode) {
                                                                       [](const Event2D& e) { return e.polarity; })));
         }
     }
+}
+
+// Sensor-shaped stretches mixed with every kind of odd word (clock steps back, rows and columns
+// outside the sensor, CD switched off, dense and sparse vectors, vectors past the width, time-high
+// repeats, changes and wraps, triggers, reserved words): decoding in large batches (where whole
+// runs of words go through the vector path) and in small pieces, and counting, all agree with a
+// reader written from the format description, whose times are raised to the previous event's.
+TEST(Evt3Decoder, EveryPathAgreesWithAReferenceOnMixedStreams) {
+    const uint32_t W = 640, H = 480;
+    std::mt19937 rng(77);
+    std::string s;
+    const auto put = [&](uint32_t w) {
+        const uint16_t v = static_cast<uint16_t>(w);
+        s.append(reinterpret_cast<const char*>(&v), 2);
+    };
+    uint32_t high = 5;
+    SensorWordMix mix = busySensorMix();
+    mix.width = W;
+    mix.height = H;
+    for (int part = 0; part < 60; ++part) {
+        if (part % 2 == 0) {
+            s += generateSensorEvt3(mix, (uint64_t{high} << 12) + rng() % 4096, 2000 + rng() % 6000, part);
+            high = static_cast<uint32_t>(((uint64_t{high} << 12) + 20000) >> 12) & 0xFFF;
+            continue;
+        }
+        for (int i = 0; i < 400; ++i) {
+            const uint32_t r = rng() % 100;
+            if (r < 35)
+                put(0x2000 | (rng() % 2) << 11 | rng() % (W + 8));
+            else if (r < 50)
+                put(0x0000 | rng() % (H + 3));
+            else if (r < 60)
+                put(0x6000 | rng() % 4096);
+            else if (r < 66) {
+                const uint32_t d = rng() % 20;
+                high = d < 14 ? high : d < 18 ? (high + 1) & 0xFFF : rng() % 4096;
+                put(0x8000 | high);
+            } else if (r < 78) {
+                const bool dense = rng() % 3 == 0;
+                uint32_t mask = 0;
+                for (int b = 0; b < (dense ? 20 : 1 + static_cast<int>(rng() % 4)); ++b)
+                    mask |= 1u << (rng() % 32);
+                put(0x3000 | (rng() % 2) << 11 | rng() % (W + 40));
+                put(0x4000 | (mask & 0xFFF));
+                if (rng() % 10) {
+                    put(0x4000 | ((mask >> 12) & 0xFFF));
+                    put(0x5000 | (mask >> 24));
+                }
+            } else if (r < 82) {
+                put((rng() % 2 ? 0x4000 : 0x5000) | rng() % 4096);
+            } else if (r < 86) {
+                put(0xA000 | (rng() % 16) << 8 | rng() % 2);
+            } else if (r < 88) {
+                put(0x1000 | rng() % 4096);
+            } else {
+                static const uint32_t odd[] = {0x7000, 0x9000, 0xB000, 0xC000, 0xD000, 0xE000, 0xF000};
+                put(odd[rng() % 7] | rng() % 4096);
+            }
+        }
+    }
+    const RawHeader h = headerFor(RawEncoding::Evt3, W, H);
+    Evt3Reading want = referenceDecodeEvt3(s, W, H, true);
+    uint64_t raised = 0;
+    for (size_t i = 1; i < want.events.size(); ++i)
+        if (want.events[i].timestamp < want.events[i - 1].timestamp) {
+            want.events[i].timestamp = want.events[i - 1].timestamp;
+            ++raised;
+        }
+    ASSERT_GT(raised, 100u);
+    ASSERT_GT(want.events.size(), 50'000u);
+
+    auto whole = EventDecoder::create(h);
+    Decoded big;
+    std::vector<Event2D> out(1 << 14);
+    for (size_t used = 0; used < s.size();) {
+        const DecodeResult r = whole->decode(reinterpret_cast<const uint8_t*>(s.data()) + used, s.size() - used,
+                                             out.data(), out.size(), big.triggers);
+        big.events.insert(big.events.end(), out.begin(), out.begin() + static_cast<ptrdiff_t>(r.eventsWritten));
+        used += r.bytesConsumed;
+    }
+    auto pieces = EventDecoder::create(h);
+    const Decoded small = decodeAll(*pieces, s, 9);
+    const DecodeStats c = countAll(h, s);
+    EXPECT_TRUE(big.events == want.events);
+    EXPECT_TRUE(small.events == want.events);
+    EXPECT_EQ(big.triggers, want.triggers);
+    EXPECT_EQ(small.triggers, want.triggers);
+    for (const DecodeStats* st : {&std::as_const(whole->stats()), &small.stats, &c}) {
+        EXPECT_EQ(st->timeBackwards, raised);
+        EXPECT_EQ(st->invalidEvents, small.stats.invalidEvents);
+        EXPECT_EQ(st->reservedWords, small.stats.reservedWords);
+    }
+    EXPECT_EQ(c.events, want.events.size());
+    EXPECT_EQ(c.onEvents, static_cast<uint64_t>(std::count_if(want.events.begin(), want.events.end(),
+                                                             [](const Event2D& e) { return e.polarity; })));
+    EXPECT_EQ(c.lastEventTs, want.events.back().timestamp);
+    EXPECT_TRUE(whole->state() == pieces->state());
 }
 
 // The real recordings of other people's cameras decode to the values published with them.

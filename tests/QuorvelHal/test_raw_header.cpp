@@ -74,7 +74,9 @@ TEST(RawHeader, RefusesWhatCannotBeDecodedWithAReason) {
         {"", "empty"}, {"\x01\x02\x03\x04", "not a recording"}, {"% evt 3.0\n% end\n", "geometry"},
         {"% geometry 640x480\n% end\n", "encoding"}, {"% format EVT9;width=1;height=1\n", "EVT9"},
         {"% evt 3.0\n% geometry 0x480\n", ""}, {"% evt 3.0\n% geometry 4096x4096\n", ""},
-        {"% evt 3.0\n% geometry 640by480\n", ""}};
+        {"% evt 3.0\n% geometry 640by480\n", ""},
+        // Bytes of the file that are not printable come back as escapes, never raw.
+        {"% format EV\x1b[2J\xff" "21;width=1;height=1\n", "'EV\\x1B[2J\\xFF21'"}};
     for (const auto& [text, why] : bad) {
         EXPECT_FALSE(parse(text, h, err)) << text;
         EXPECT_NE(err.find(why), std::string::npos) << text << ": " << err;

@@ -3,11 +3,13 @@
 #include "quorvel/raw/RawFileWriter.h"
 #include "quorvel/raw/RawIndex.h"
 
+#include "Evt3Reference.h"
 #include "RawRecording.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 
@@ -62,13 +64,31 @@ Stream readAll(const std::string& path, DecodeStats* stats = nullptr) {
     return s;
 }
 
-std::vector<uint16_t> payloadWords(const std::string& path) {
+struct Payload {
+    std::string bytes;
+    RawHeader header;
+};
+
+Payload payloadOf(const std::string& path) {
+    Payload p;
     std::string err;
-    auto f = RawFile::open(path, err);
-    const std::string bytes = readFileBytes(path);
-    std::vector<uint16_t> w((bytes.size() - f->payloadBegin()) / 2);
-    std::memcpy(w.data(), bytes.data() + f->payloadBegin(), w.size() * 2);
-    return w;
+    EXPECT_TRUE(readRawHeader(path, p.header, err)) << err;
+    p.bytes = readFileBytes(path).substr(p.header.payloadOffset);
+    return p;
+}
+
+// What another reader makes of an EVT 3.0 file we wrote: the writer's rules hold, and a reader
+// written from the format description gets `expect` whichever low part it keeps after a TIME_HIGH.
+void expectOtherReadersAgree(const std::string& path, const Stream& expect) {
+    const Payload p = payloadOf(path);
+    ASSERT_EQ(p.header.encoding, RawEncoding::Evt3);
+    EXPECT_EQ(evt3WriterRuleBroken(p.bytes, p.header.width), "");
+    for (bool restart : {true, false}) {
+        SCOPED_TRACE(restart ? "low part restarts at TIME_HIGH" : "low part kept");
+        const Evt3Reading r = referenceDecodeEvt3(p.bytes, p.header.width, p.header.height, restart, p.header.timeBaseUs);
+        EXPECT_TRUE(r.events == expect.events);
+        EXPECT_EQ(r.triggers, expect.triggers);
+    }
 }
 
 } // namespace
@@ -86,43 +106,9 @@ TEST(RawFileWriter, Evt3RoundTripIsExactAcrossWrapsGapsAndTriggers) {
     EXPECT_EQ(out.triggers, in.triggers);
     EXPECT_EQ(stats.invalidEvents + stats.reservedWords + stats.timeBackwards, 0u);
 
-    // The writer rules other readers depend on.
-    const std::vector<uint16_t> w = payloadWords(path);
-    ASSERT_GE(w.size(), 2u);
-    EXPECT_EQ(w[0] >> 12, 0x8);
-    EXPECT_EQ(w[1] >> 12, 0x6);
-    int lastHigh = -1;
-    bool haveY = false;
-    size_t vectors = 0;
-    for (size_t i = 0; i < w.size(); ++i) {
-        const unsigned type = w[i] >> 12;
-        if (type == 0x8) {
-            const int h = w[i] & 0xFFF;
-            if (lastHigh >= 0) {
-                ASSERT_TRUE(h == lastHigh || h == ((lastHigh + 1) & 0xFFF)) << "TIME_HIGH jump at word " << i;
-            }
-            lastHigh = h;
-        }
-        if (type == 0x0)
-            haveY = true;
-        if (type == 0x2 || type == 0x3) {
-            ASSERT_TRUE(haveY);
-        }
-        if (type == 0x3) {
-            ++vectors;
-            ASSERT_LE((w[i] & 0x7FF) + 32u, p.width);
-            ASSERT_LT(i + 3, w.size());
-            ASSERT_EQ(w[i + 1] >> 12, 0x4u);
-            ASSERT_EQ(w[i + 2] >> 12, 0x4u);
-            ASSERT_EQ(w[i + 3] >> 12, 0x5u);
-        }
-        if (type == 0x4 || type == 0x5) { // vector words only come in whole triples
-            ASSERT_TRUE((w[i - 1] >> 12) == 0x3 || (w[i - 1] >> 12) == 0x4 || (w[i - 1] >> 12) == 0x5);
-        }
-    }
-    EXPECT_GT(vectors, 1000u);
+    expectOtherReadersAgree(path, in);
     // Vectors pay off: fewer words than events.
-    EXPECT_LT(w.size(), in.events.size());
+    EXPECT_LT(payloadOf(path).bytes.size() / 2, in.events.size());
 }
 
 TEST(RawFileWriter, LateStartClampingAndGeometry) {
@@ -151,6 +137,25 @@ TEST(RawFileWriter, LateStartClampingAndGeometry) {
     o.width = 320;
     EXPECT_FALSE(bad.open(dir.file("no/such/dir/x.raw"), o));
     EXPECT_NE(bad.lastError().find("cannot create"), std::string::npos);
+}
+
+// A silence costs a few words per 16.8 s wrap, not one per 4096 us; more than a day between
+// neighbouring events is no recording's clock and is refused.
+TEST(RawFileWriter, SilencesAreCheapAndADayIsRefused) {
+    TempDir dir;
+    const uint64_t hour = 3'600'000'000ull;
+    const Stream quiet{{{1, 1, 1, 5000}, {2, 2, 0, 5000 + hour}, {3, 3, 1, 5000 + 20 * hour}}, {{0, 1, 5000 + 2 * hour}}};
+    ASSERT_TRUE(writeRaw(dir.file("quiet.raw"), 64, 64, quiet.events, quiet.triggers));
+    EXPECT_LT(payloadOf(dir.file("quiet.raw")).bytes.size(), 20u * 3600 / 16 * 3 * 2);
+    EXPECT_TRUE(readAll(dir.file("quiet.raw")).events == quiet.events);
+    expectOtherReadersAgree(dir.file("quiet.raw"), quiet);
+
+    RawFileWriter w;
+    ASSERT_TRUE(w.open(dir.file("jump.raw"), rawOptions(64, 64, "", RawEncoding::Evt3)));
+    const std::vector<Event2D> jump = {{1, 1, 1, 5000}, {2, 2, 0, 5000 + 25 * hour}};
+    EXPECT_FALSE(w.write(jump));
+    EXPECT_NE(w.lastError().find("more than a day"), std::string::npos) << w.lastError();
+    EXPECT_FALSE(w.close());
 }
 
 class RawCutTest : public ::testing::TestWithParam<RawEncoding> {};
@@ -193,10 +198,14 @@ TEST_P(RawCutTest, CutHoldsExactlyTheRangeAndCopiesTheMiddle) {
         EXPECT_TRUE(got.events == expect.events);
         EXPECT_EQ(got.triggers, expect.triggers);
         EXPECT_EQ(res.events, expect.events.size());
-        EXPECT_EQ(st.invalidEvents + st.reservedWords, 0u);
-        if (b - a > 2'000'000) {
+        EXPECT_EQ(st.invalidEvents + st.reservedWords + st.timeBackwards, 0u);
+        if (expect.events.size() > 20'000) {
             EXPECT_GT(res.copiedBytes, 0u) << "a long range should be copied, not re-encoded";
         }
+        if (GetParam() == RawEncoding::Evt3)
+            expectOtherReadersAgree(out, expect);
+        else
+            EXPECT_NE(readFileBytes(out)[payloadOf(out).header.payloadOffset], '%');
         RawHeader h;
         ASSERT_TRUE(readRawHeader(out, h, err)) << err;
         EXPECT_TRUE(h.hasEndLine);
@@ -295,8 +304,11 @@ TEST_P(RawIndexSplitTest, TwoHalvesGiveTheIndexOfOneScan) {
 INSTANTIATE_TEST_SUITE_P(Encodings, RawIndexSplitTest, ::testing::Values(RawEncoding::Evt3, RawEncoding::Evt2),
                          [](const auto& info) { return std::string(rawEncodingName(info.param)); });
 
-TEST(RawIndex, SavedIndexIsReusedOnlyForTheSameRecording) {
-    TempDir dir;
+// Indexes live in the cache folder, belong to one version of one recording, are checked before
+// they are trusted, and the folder stays under its size bound.
+TEST(RawIndex, CachedForThatRecordingOnlyCheckedAndBounded) {
+    TempDir dir, cache;
+    setenv("XDG_CACHE_HOME", cache.path.c_str(), 1);
     const std::string src = dir.file("src.raw");
     StreamParams p;
     p.durationUs = 300'000;
@@ -304,7 +316,9 @@ TEST(RawIndex, SavedIndexIsReusedOnlyForTheSameRecording) {
     RawIndex idx;
     auto file = openIndexed(src, idx);
     std::string err;
-    ASSERT_EQ(idx.saveFor(*file, err), RawIndex::besidePath(src)) << err;
+    const std::string saved = idx.saveFor(*file, err);
+    ASSERT_EQ(saved, RawIndex::cachePath(*file)) << err;
+    EXPECT_EQ(saved.rfind(cache.path + "/Quorvel/", 0), 0u) << saved;
     RawIndex again;
     ASSERT_TRUE(again.loadFor(*file, false, err)) << err;
     EXPECT_EQ(again.entries.size(), idx.entries.size());
@@ -312,15 +326,71 @@ TEST(RawIndex, SavedIndexIsReusedOnlyForTheSameRecording) {
     EXPECT_EQ(again.totals.stats.events, idx.totals.stats.events);
     EXPECT_EQ(again.totals.stats.lastEventTs, idx.totals.stats.lastEventTs);
 
-    // Damaged index files are refused, not trusted.
-    std::string bytes = readFileBytes(RawIndex::besidePath(src));
-    writeFile(RawIndex::besidePath(src), bytes.substr(0, bytes.size() - 5));
-    EXPECT_FALSE(again.load(RawIndex::besidePath(src), *file, false, err));
-    writeFile(RawIndex::besidePath(src), bytes);
+    // A damaged index fails its checksum; one whose counts the recording cannot hold is refused
+    // even with a checksum that matches.
+    const std::string bytes = readFileBytes(saved);
+    std::string flipped = bytes;
+    flipped[flipped.size() - 100] ^= 0x40;
+    writeFile(saved, flipped);
+    EXPECT_FALSE(again.load(saved, *file, true, err));
+    EXPECT_NE(err.find("checksum"), std::string::npos) << err;
+    RawIndex tampered = idx;
+    tampered.totals.stats.triggers = 6989586621679009792ull;
+    ASSERT_TRUE(tampered.save(saved, *file, err)) << err;
+    EXPECT_FALSE(again.load(saved, *file, true, err));
+    EXPECT_NE(err.find("beyond what the recording can hold"), std::string::npos) << err;
+    tampered = idx;
+    std::swap(tampered.entries[2], tampered.entries[3]);
+    ASSERT_TRUE(tampered.save(saved, *file, err)) << err;
+    EXPECT_FALSE(again.load(saved, *file, false, err));
+    writeFile(saved, bytes);
+    ASSERT_TRUE(again.loadFor(*file, true, err)) << err;
 
-    // Appending to the recording changes its size: the old index no longer applies.
+    // The recording replaced in place (same inode) by another of the same size and time stamp,
+    // as `cp -p` of a recording made at another time does.
+    struct stat st {};
+    ASSERT_EQ(::stat(src.c_str(), &st), 0);
+    std::string content = readFileBytes(src);
+    const size_t date = content.find("% date ");
+    ASSERT_NE(date, std::string::npos);
+    content[date + 7] = content[date + 7] == '1' ? '2' : '1';
+    writeFile(src, content);
+    const struct timespec times[2] = {st.st_atim, st.st_mtim};
+    ASSERT_EQ(::utimensat(AT_FDCWD, src.c_str(), times, 0), 0);
+    auto replaced = RawFile::open(src, err);
+    ASSERT_EQ(replaced->mtimeNs(), file->mtimeNs());
+    EXPECT_FALSE(again.loadFor(*replaced, false, err));
+
+    // A changed recording gets an index of its own; the older one of that path is removed.
     writeFile(src, readFileBytes(src) + std::string(64, '\0'));
     auto changed = RawFile::open(src, err);
     EXPECT_FALSE(again.loadFor(*changed, false, err));
-    EXPECT_NE(err.find("stale"), std::string::npos) << err;
+    RawIndex idx2;
+    openIndexed(src, idx2);
+    ASSERT_FALSE(idx2.saveFor(*changed, err).empty()) << err;
+    EXPECT_FALSE(std::filesystem::exists(saved));
+    EXPECT_TRUE(std::filesystem::exists(RawIndex::cachePath(*changed)));
+
+    // Beyond the size bound the least recently used indexes go first, never the one just saved.
+    const std::string other = dir.file("other.raw");
+    writeGenerated(other, p);
+    RawIndex idx3;
+    auto otherFile = openIndexed(other, idx3);
+    setenv("QUORVEL_INDEX_CACHE_MB", "0", 1);
+    ASSERT_FALSE(idx3.saveFor(*otherFile, err).empty()) << err;
+    unsetenv("QUORVEL_INDEX_CACHE_MB");
+    EXPECT_TRUE(std::filesystem::exists(RawIndex::cachePath(*otherFile)));
+    EXPECT_FALSE(std::filesystem::exists(RawIndex::cachePath(*changed)));
+
+    // A cache folder that cannot be written: nothing is saved anywhere, and it says why.
+    setenv("XDG_CACHE_HOME", src.c_str(), 1);
+    EXPECT_EQ(idx3.saveFor(*otherFile, err), "");
+    EXPECT_FALSE(err.empty());
+    unsetenv("XDG_CACHE_HOME");
+    size_t beside = 0;
+    for (const auto& e : std::filesystem::directory_iterator(dir.path)) {
+        (void)e;
+        ++beside;
+    }
+    EXPECT_EQ(beside, 2u) << "nothing but the two recordings in their folder";
 }

@@ -1,13 +1,19 @@
 // The `quorvel` command line, run as a user would run it.
 #include "quorvel/DvsFileReader.h"
 #include "CliRun.h"
+#include "Evt3Reference.h"
 #include "RawRecording.h"
+#include "SensorWords.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
 #include <sstream>
+#include <sys/stat.h>
 
 using namespace quorvel;
 using namespace quorvel::test;
@@ -94,19 +100,94 @@ TEST(Cli, DumpCutAndConvertKeepTheEvents) {
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_EQ(readFileBytes(dir.file("new.csv")), "t,x,y,p\n" + lines(rec.events, 0, UINT64_MAX));
 
-    const std::string fresh = dir.file("fresh.raw");
+    // The index is kept in the cache folder (runCli gives each test its own), never beside.
+    TempDir folder;
+    const std::string fresh = folder.file("fresh.raw");
     std::filesystem::copy_file(src, fresh);
     r = run("index " + fresh, dir);
     ASSERT_EQ(r.code, 0);
-    EXPECT_NE(r.out.find("index built: " + fresh + ".qvidx"), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.rfind("index built: " + dir.file("cache") + "/Quorvel/", 0), 0u) << r.out;
+    EXPECT_NE(r.out.find("-fresh.raw.qvidx"), std::string::npos) << r.out;
     r = run("index " + fresh, dir);
-    EXPECT_NE(r.out.find("index up to date"), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.rfind("index up to date: " + dir.file("cache") + "/Quorvel/", 0), 0u) << r.out;
+    r = run("index " + fresh, dir, "XDG_CACHE_HOME=" + src);
+    EXPECT_EQ(r.out.rfind("index built: kept in memory only, the cache folder " + src + "/Quorvel cannot be written", 0), 0u)
+        << r.out;
+    r = run("info " + fresh, dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), std::filesystem::directory_iterator()), 1);
+}
+
+// Sensor-shaped words (two TIME_LOW in a row, the first ahead): dump and convert print the times
+// the words say, as a reader written from the format description does.
+TEST(Cli, DumpAndConvertGiveTheTimesTheWordsSay) {
+    TempDir dir;
+    SensorWordMix mix = busySensorMix();
+    mix.doubleLowShare = 0.05;
+    const std::string payload = generateSensorEvt3(mix, 9'000'000, 1u << 20, 8);
+    const std::string src = dir.file("sensor.raw");
+    writeFile(src, "% evt 3.0\n% format EVT3;height=720;width=1280\n% end\n" + payload);
+    const std::vector<Event2D> expect = referenceDecodeEvt3(payload, 1280, 720, true).events;
+    CliRun r = run("dump " + src, dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(r.out == lines(expect, 0, UINT64_MAX));
+    r = run("convert " + src + " " + dir.file("out.csv"), dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(readFileBytes(dir.file("out.csv")) == "t,x,y,p\n" + lines(expect, 0, UINT64_MAX));
+    r = run("convert " + src + " " + dir.file("out.raw"), dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    r = run("dump " + dir.file("out.raw"), dir);
+    EXPECT_TRUE(r.out == lines(expect, 0, UINT64_MAX));
+    r = run("info " + src, dir);
+    EXPECT_EQ(r.out.find("stepped back"), std::string::npos) << r.out;
+}
+
+// A random body claims a span of years: every command does what the data calls for, not what the
+// clock claims (dump and convert follow the events; a silence costs the EVT 3.0 writer a few words
+// per 16.8 s wrap; a video of more than a day is refused), and a torn last word is reported.
+TEST(Cli, HostileFilesCostWhatTheirDataCosts) {
+    TempDir dir;
+    std::mt19937 rng(4);
+    std::string body(4u << 20, '\0');
+    for (auto& c : body)
+        c = static_cast<char>(rng());
+    const std::string src = dir.file("random.raw");
+    writeFile(src, "% evt 2.0\n% format EVT2;height=480;width=640\n% end\n" + body + "x");
+    CliRun r = run("info " + src + " --json", dir, "timeout 60");
+    ASSERT_EQ(r.code, 0) << r.err;
+    const auto j = nlohmann::json::parse(r.out);
+    ASSERT_GT(j["duration_us"].get<uint64_t>(), 1e12) << "the clock claims years";
+    ASSERT_GT(j["errors"].get<uint64_t>(), 0u);
+    EXPECT_NE(run("info " + src, dir).out.find("truncated last word"), std::string::npos);
+
+    r = run("dump " + src + " > " + dir.file("dump.txt"), dir, "timeout 60");
+    ASSERT_EQ(r.code, 0) << r.err;
+    const auto lines = std::count(std::istreambuf_iterator<char>(*std::make_unique<std::ifstream>(dir.file("dump.txt"))),
+                                  std::istreambuf_iterator<char>(), '\n');
+    EXPECT_EQ(lines, j["events"].get<int64_t>());
+    r = run("cut " + src + " " + dir.file("cut.raw") + " --from-us 0 --to-us 18446744073709551615", dir, "timeout 60");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_LT(std::filesystem::file_size(dir.file("cut.raw")), body.size() + 4096);
+    r = run("convert " + src + " " + dir.file("conv.raw"), dir, "timeout 60");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_LT(std::filesystem::file_size(dir.file("conv.raw")), 16 * body.size());
+    r = run("export " + src + " " + dir.file("v.mp4") + " --from-us 0 --to-us 18446744073709551615", dir, "timeout 60");
+    EXPECT_NE(r.code, 0);
+    EXPECT_NE(r.err.find("24 hours"), std::string::npos) << r.err;
+    EXPECT_FALSE(std::filesystem::exists(dir.file("v.mp4")));
 }
 
 TEST(Cli, FailuresAreOneLineAndNonZero) {
     TempDir dir;
     makeRecording(dir.file("rec.raw"));
+    // A FIFO nobody writes to is refused at once instead of blocking the command forever.
+    const std::string fifo = dir.file("pipe.raw");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     const std::string bad[] = {
+        "info " + fifo,
+        "dump " + fifo,
+        "cut " + fifo + " " + dir.file("o.raw") + " --from-us 0 --to-us 3",
+        "export " + fifo + " " + dir.file("o.mp4") + " --from-us 0 --to-us 3",
         "info " + dir.file("missing.raw"),
         "info",
         "frobnicate x",
@@ -117,7 +198,7 @@ TEST(Cli, FailuresAreOneLineAndNonZero) {
         "info " + dir.file("rec.raw") + " --bogus",
     };
     for (const auto& args : bad) {
-        const CliRun r = run(args, dir);
+        const CliRun r = run(args, dir, "timeout 20");
         EXPECT_NE(r.code, 0) << args;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << args << ": " << r.err;
         EXPECT_EQ(r.err.rfind("quorvel: error: ", 0), 0u) << r.err;

@@ -7,7 +7,9 @@
 // from the nearest known point. Operations that need the whole file (end time, trigger list, event
 // counts) wait for the index.
 //
-// Time semantics (all times are the sensor's own microseconds, never shifted to zero):
+// Time semantics (all times are the sensor's own microseconds, never shifted to zero, exactly as
+// the recording's time words give them; an event earlier than the one before it, which only a
+// damaged stream has, gets that event's time and is counted in DvsFileStats::timeBackwards):
 // - getEventsInRange(start, duration) returns exactly the events with start <= t < start +
 //   duration, in file order (non-decreasing time); an empty vector for a quiet span inside the
 //   file; null when no event at or after `start` exists (past the end) or on a read error.
@@ -52,17 +54,21 @@ struct DvsFileStats {
     uint64_t invalidEvents = 0; ///< outside the sensor geometry, dropped
     uint64_t reservedWords = 0; ///< unknown word types, skipped
     uint64_t trailingBytes = 0; ///< a partial word at the end (truncated file)
-    uint64_t timeBackwards = 0; ///< times the stream clock stepped back (events clamped)
-    /// Decoding errors a user should know about: invalid events, reserved words, truncation.
-    uint64_t errors() const { return invalidEvents + reservedWords + (trailingBytes ? 1 : 0); }
+    uint64_t timeBackwards = 0; ///< events earlier than the event before them, given its time
+    uint64_t timeJumps = 0;     ///< time words more than a day after the previous event
+    uint64_t firstTimeJumpOffset = 0; ///< file offset of the first of them
+    /// Decoding errors a user should know about: invalid events, reserved words, time jumps,
+    /// truncation.
+    uint64_t errors() const { return invalidEvents + reservedWords + timeJumps + (trailingBytes ? 1 : 0); }
 };
 
 class DvsFileReader {
 public:
     struct Options {
-        /// Build the index on a background thread right away (otherwise on first need).
+        /// Build the index on a background thread right away (otherwise on first need, on the
+        /// thread that needs it).
         bool backgroundIndex = true;
-        /// Use and save the index file beside the recording or in the cache folder.
+        /// Use and save the index file in the user's cache folder (never beside the recording).
         bool persistIndex = true;
     };
 
@@ -110,7 +116,8 @@ public:
     virtual bool isIndexReady() const = 0;
     /// Blocks until the index is complete (starting it if needed); false when it failed.
     virtual bool waitForIndex() = 0;
-    /// Where the index was loaded from or saved to, "" if it lives only in memory.
+    /// Where the index was loaded from or saved to in the cache folder, "" if it lives only in
+    /// memory (the cache folder cannot be written, or persistIndex is off).
     virtual std::string indexPath() const = 0;
 };
 

@@ -17,7 +17,8 @@
 // cancellation leaves no file under the target name.
 //
 // Errors: exportRange returns false and lastError() says why (range after the end of the
-// recording, unreadable events, no H.264 encoder, cannot write, cancelled).
+// recording, a range of more than 24 hours of recording time, unreadable events, no H.264 encoder,
+// cannot write, cancelled).
 // Thread rules: reads through streamEventsInRange, a cursor of its own, so the reader's position
 // and window are left as they were and playback may use the reader meanwhile. Frames are painted
 // on a thread of the exporter's own (joined before exportRange returns) while the calling thread

@@ -154,6 +154,14 @@ bool VideoExporter::exportRange(DvsFileReader& reader, uint64_t startUs, uint64_
 
     // Frames after the last event could only be background: the video ends with the recording.
     endUs = std::min(endUs, lastTs);
+    // A day of video is more than any recording needs; a damaged file's clock can claim years,
+    // which would mean billions of frames.
+    constexpr uint64_t kMaxVideoUs = 86'400'000'000ull;
+    if (endUs - startUs > kMaxVideoUs) {
+        m_error = "the range spans " + std::to_string((endUs - startUs) / 1000000) +
+                  " s of recording time; a video covers at most 24 hours: choose a shorter range";
+        return false;
+    }
     const uint64_t windowUs = 1000000u / static_cast<uint64_t>(fps);
     const uint64_t frames = frameCount(startUs, endUs, fps);
     const int padW = width + (width & 1);

@@ -10,15 +10,19 @@ void EventEncoder::begin(uint64_t timeBaseUs) {
     m_started = false;
     m_last = timeBaseUs;
     m_size = 0;
+    m_failed = false;
+    m_error.clear();
     onBegin();
 }
 
 void EventEncoder::encode(const Event2D* eb, const Event2D* ee, const EventTriggerIn* tb, const EventTriggerIn* te) {
+    if (m_failed)
+        return;
     if (!tb || tb == te) {
         encodeEvents(eb, ee);
         return;
     }
-    while (eb != ee || tb != te) {
+    while ((eb != ee || tb != te) && !m_failed) {
         if (tb != te && (eb == ee || tb->timestamp <= eb->timestamp)) {
             encodeTrigger(*tb++);
             continue;
@@ -58,28 +62,17 @@ public:
 
     uint64_t timeBaseFor(uint64_t first) const override { return first & ~kLoopMask; }
 
-    void syncTo(const DecoderState& s) override {
-        const uint64_t target = s.timeBase + (uint64_t{s.lastHigh} << 12);
+    void syncTo(const DecoderState& s, bool withVectorBase) override {
+        moveHighTo((s.timeBase >> 12) + s.lastHigh);
+        // The copied payload starts with a TIME_HIGH, which sets the time anew; the TIME_LOW only
+        // keeps every TIME_HIGH followed by one, as the rules promise readers.
+        m_low = static_cast<uint32_t>(s.rawTime) & 0xFFF;
         uint8_t* p = reserve(16);
-        if (!m_started) {
-            p = put16(p, 0x8000 | s.lastHigh);
-            m_started = true;
-            m_high = target >> 12;
-            commit(p);
-        } else if ((target >> 12) >= m_high) {
-            commit(p);
-            stepHighTo(target >> 12);
-        } else {
-            // The source stream's clock stepped back here; do the same, within the same wrap.
-            p = put16(p, 0x8000 | s.lastHigh);
-            m_high = target >> 12;
-            commit(p);
-        }
-        // No TIME_LOW: the copied payload starts with a TIME_HIGH, which restarts the low part.
-        p = reserve(16);
+        p = put16(p, 0x6000 | m_low);
         p = put16(p, 0x0000 | (s.y & 0x7FF));
         m_y = s.y;
-        p = put16(p, 0x3000 | ((s.polarity & 1u) << 11) | (s.baseX & 0x7FF));
+        if (withVectorBase)
+            p = put16(p, 0x3000 | ((s.polarity & 1u) << 11) | (s.baseX & 0x7FF));
         if (!s.cdEnabled)
             p = put16(p, 0x1000);
         commit(p);
@@ -89,7 +82,9 @@ public:
     void assume(const DecoderState& s) override {
         m_started = s.started != 0;
         m_high = (s.timeBase >> 12) + s.lastHigh;
-        m_low = static_cast<uint32_t>(s.rawTime - (s.timeBase + (uint64_t{s.lastHigh} << 12))) & 0xFFF;
+        // The copied payload may end with a TIME_HIGH that readers keeping the last TIME_LOW read
+        // differently: the next event gets a TIME_LOW of its own.
+        m_low = kNoLow;
         m_y = s.cdEnabled ? static_cast<int32_t>(s.y) : -1;
         m_last = std::max(m_last, s.floor);
     }
@@ -97,7 +92,7 @@ public:
 protected:
     void onBegin() override {
         m_high = 0;
-        m_low = 0;
+        m_low = kNoLow;
         m_y = -1;
     }
 
@@ -107,7 +102,8 @@ protected:
             ++m_clamped;
             t = m_last;
         }
-        timeTo(t);
+        if (!timeTo(t))
+            return;
         uint8_t* p = reserve(2);
         p = put16(p, 0xA000 | ((static_cast<uint32_t>(tr.id) & 0xF) << 8) | (tr.polarity ? 1u : 0u));
         commit(p);
@@ -119,8 +115,8 @@ protected:
         const size_t n = static_cast<size_t>(e - b);
         if (!n)
             return;
-        // At most TIME_HIGH, TIME_LOW, ADDR_Y, ADDR_X per event; time gaps reserve on their own.
-        uint8_t* p = reserve(n * 8 + 64);
+        // At most TIME_LOW, ADDR_Y, ADDR_X per event; TIME_HIGH changes reserve on their own.
+        uint8_t* p = reserve(n * 6 + 64);
         const Event2D* it = b;
         const uint32_t W = m_width;
         while (it != e) {
@@ -131,8 +127,9 @@ protected:
             }
             if (QV_UNLIKELY(!m_started || (t >> 12) != m_high)) {
                 commit(p);
-                timeTo(t);
-                p = reserve(static_cast<size_t>(e - it) * 8 + 64);
+                if (!timeTo(t))
+                    return;
+                p = reserve(static_cast<size_t>(e - it) * 6 + 64);
             } else if ((t & 0xFFF) != m_low) {
                 p = put16(p, 0x6000 | (t & 0xFFF));
                 m_low = t & 0xFFF;
@@ -201,43 +198,61 @@ protected:
 
 private:
     static constexpr uint64_t kLoopMask = (uint64_t{1} << 24) - 1;
+    static constexpr uint32_t kNoLow = 0xFFFFFFFF; // a TIME_LOW must follow before the next event
+    // Largest TIME_HIGH step: 2048 or more back is how every reader recognises a wrap.
+    static constexpr uint64_t kMaxHighStep = 2047;
 
-    // Brings the decoder's time to t (>= current), stepping TIME_HIGH one value at a time.
-    void timeTo(uint64_t t) {
+    // Brings the decoder's time to t; false when that is a jump no recording has.
+    bool timeTo(uint64_t t) {
+        if (refuseJump(t))
+            return false;
         const uint64_t high = t >> 12;
-        if (!m_started) {
-            uint8_t* p = reserve(4);
-            p = put16(p, 0x8000 | (high & 0xFFF));
-            p = put16(p, 0x6000 | (t & 0xFFF));
-            commit(p);
-            m_started = true;
-            m_high = high;
-            m_low = t & 0xFFF;
-            return;
+        if (!m_started || high != m_high) {
+            moveHighTo(high);
+            m_low = kNoLow;
         }
-        if (high != m_high)
-            stepHighTo(high);
         if ((t & 0xFFF) != m_low) {
             uint8_t* p = reserve(2);
             p = put16(p, 0x6000 | (t & 0xFFF));
             commit(p);
             m_low = t & 0xFFF;
         }
+        return true;
     }
 
-    void stepHighTo(uint64_t high) {
-        while (m_high < high) {
-            const uint64_t steps = std::min<uint64_t>(high - m_high, 1u << 16);
-            uint8_t* p = reserve(steps * 2);
-            for (uint64_t i = 0; i < steps; ++i)
-                p = put16(p, 0x8000 | ((++m_high) & 0xFFF));
+    // Emits TIME_HIGH words that take the decoder's absolute TIME_HIGH index (time >> 12, wraps
+    // included) to `high`: the first word of the stream, or steps of less than 2048 forward (a
+    // silence costs a few words per wrap) or back (copied payload whose clock stepped back).
+    void moveHighTo(uint64_t high) {
+        if (!m_started) {
+            uint8_t* p = reserve(4);
+            // A first byte 0x25 ('%') would make some readers take the word for a header line;
+            // one TIME_HIGH earlier changes nothing for the events.
+            if ((high & 0xFF) == 0x25)
+                p = put16(p, 0x8000 | ((high - 1) & 0xFFF));
+            p = put16(p, 0x8000 | (high & 0xFFF));
+            commit(p);
+            m_started = true;
+            m_high = high;
+            return;
+        }
+        while (m_high != high) {
+            const uint64_t steps = m_high < high ? (high - m_high + kMaxHighStep - 1) / kMaxHighStep
+                                                 : (m_high - high + kMaxHighStep - 1) / kMaxHighStep;
+            uint8_t* p = reserve(static_cast<size_t>(std::min<uint64_t>(steps, 1u << 16)) * 2);
+            for (uint64_t i = 0; i < steps && i < (1u << 16); ++i) {
+                if (m_high < high)
+                    m_high += std::min(high - m_high, kMaxHighStep);
+                else
+                    m_high -= std::min(m_high - high, kMaxHighStep);
+                p = put16(p, 0x8000 | (m_high & 0xFFF));
+            }
             commit(p);
         }
-        m_low = 0;
     }
 
     uint64_t m_high = 0; // absolute TIME_HIGH index (time >> 12, wraps included)
-    uint32_t m_low = 0;
+    uint32_t m_low = kNoLow;
     int32_t m_y = -1;
 };
 
@@ -246,12 +261,10 @@ public:
     Evt2Encoder(uint32_t w, uint32_t h) : EventEncoder(w, h) {}
     uint64_t timeBaseFor(uint64_t first) const override { return first & ~((uint64_t{1} << 34) - 1); }
 
-    void syncTo(const DecoderState& s) override {
-        uint8_t* p = reserve(4);
-        p = put32(p, 0x80000000u | (s.lastHigh & 0x0FFFFFFF));
+    void syncTo(const DecoderState& s, bool) override {
+        uint8_t* p = reserve(8);
+        p = timeHighWord(p, s.rawTime >> 6);
         commit(p);
-        m_th = s.rawTime >> 6;
-        m_started = true;
         m_last = std::max(m_last, s.floor);
     }
     void assume(const DecoderState& s) override {
@@ -263,8 +276,10 @@ public:
 protected:
     void onBegin() override { m_th = ~uint64_t{0}; }
     void encodeTrigger(const EventTriggerIn& tr) override {
-        uint64_t t = clamp(tr.timestamp);
-        uint8_t* p = reserve(8);
+        uint64_t t = 0;
+        if (!clamp(tr.timestamp, t))
+            return;
+        uint8_t* p = reserve(12);
         p = timeHigh(p, t);
         p = put32(p, 0xA0000000u | static_cast<uint32_t>((t & 63) << 22) |
                          ((static_cast<uint32_t>(tr.id) & 0x1F) << 8) | (tr.polarity ? 1u : 0u));
@@ -272,9 +287,11 @@ protected:
         ++m_triggers;
     }
     void encodeEvents(const Event2D* b, const Event2D* e) override {
-        uint8_t* p = reserve(static_cast<size_t>(e - b) * 8);
+        uint8_t* p = reserve(static_cast<size_t>(e - b) * 8 + 4);
         for (; b != e; ++b) {
-            const uint64_t t = clamp(b->timestamp);
+            uint64_t t = 0;
+            if (!clamp(b->timestamp, t))
+                break;
             p = timeHigh(p, t);
             p = put32(p, (b->polarity ? 0x10000000u : 0u) | static_cast<uint32_t>((t & 63) << 22) |
                              ((b->x & 0x7FFu) << 11) | (b->y & 0x7FFu));
@@ -284,21 +301,30 @@ protected:
     }
 
 private:
-    uint64_t clamp(uint64_t t) {
+    // The time to write for `in` (clamped to the latest written); false for a jump of more than a day.
+    bool clamp(uint64_t in, uint64_t& t) {
+        t = in;
         if (t < m_last) {
             ++m_clamped;
             t = m_last;
         }
+        if (refuseJump(t))
+            return false;
         m_last = t;
-        return t;
+        return true;
     }
     uint8_t* timeHigh(uint8_t* p, uint64_t t) {
-        if (!m_started || (t >> 6) != m_th) {
-            m_th = t >> 6;
-            m_started = true;
-            p = put32(p, 0x80000000u | static_cast<uint32_t>(m_th & 0x0FFFFFFF));
-        }
+        if (!m_started || (t >> 6) != m_th)
+            p = timeHighWord(p, t >> 6);
         return p;
+    }
+    // Writes TIME_HIGH `th` (one more word first when it would begin the payload with '%').
+    uint8_t* timeHighWord(uint8_t* p, uint64_t th) {
+        if (!m_started && (th & 0xFF) == 0x25)
+            p = put32(p, 0x80000000u | static_cast<uint32_t>((th - 1) & 0x0FFFFFFF));
+        m_th = th;
+        m_started = true;
+        return put32(p, 0x80000000u | static_cast<uint32_t>(th & 0x0FFFFFFF));
     }
     uint64_t m_th = 0;
 };

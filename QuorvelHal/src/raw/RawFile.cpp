@@ -10,24 +10,23 @@
 namespace quorvel {
 
 std::shared_ptr<RawFile> RawFile::open(const std::string& path, std::string& error) {
-    RawHeader header;
-    if (!readRawHeader(path, header, error))
+    const int fd = openRegularFile(path, error);
+    if (fd < 0)
         return nullptr;
     std::shared_ptr<RawFile> f(new RawFile());
-    f->m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (f->m_fd < 0) {
-        error = "cannot open '" + path + "': " + std::strerror(errno);
-        return nullptr;
-    }
+    f->m_fd = fd;
     struct stat st {};
-    if (::fstat(f->m_fd, &st) != 0) {
+    if (::fstat(fd, &st) != 0) {
         error = "cannot stat '" + path + "': " + std::strerror(errno);
         return nullptr;
     }
+    if (!readRawHeader(fd, static_cast<uint64_t>(st.st_size), path, f->m_header, error))
+        return nullptr;
     f->m_path = path;
-    f->m_header = header;
     f->m_size = static_cast<uint64_t>(st.st_size);
     f->m_mtimeNs = static_cast<int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    f->m_device = static_cast<uint64_t>(st.st_dev);
+    f->m_inode = static_cast<uint64_t>(st.st_ino);
     ::posix_fadvise(f->m_fd, 0, 0, POSIX_FADV_SEQUENTIAL);
     return f;
 }
@@ -41,6 +40,13 @@ uint64_t RawFile::payloadEnd() const {
     const uint64_t begin = std::min(m_header.payloadOffset, m_size);
     const uint64_t ws = m_header.wordSize();
     return begin + (m_size - begin) / ws * ws;
+}
+
+size_t RawFile::eventBatchFor(size_t batch) const {
+    const uint64_t ws = m_header.wordSize();
+    const uint64_t perWord = m_header.encoding == RawEncoding::Evt3 ? 12 : m_header.encoding == RawEncoding::Evt21 ? 32 : 1;
+    const uint64_t words = (payloadEnd() - std::min(payloadEnd(), payloadBegin())) / ws;
+    return static_cast<size_t>(std::min<uint64_t>(batch, words * perWord + 64));
 }
 
 long RawFile::readAt(uint64_t offset, void* dst, size_t size) const {

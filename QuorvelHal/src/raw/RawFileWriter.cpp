@@ -235,6 +235,10 @@ bool RawFileWriter::write(const Event2D* eb, const Event2D* ee, const EventTrigg
         ee = eb + m_filtered.size();
     }
     m_encoder->encode(eb, ee, tb, te);
+    if (m_encoder->failed()) {
+        flushEncoder(); // what came before the refused time stays readable
+        return fail(m_encoder->error());
+    }
     if (m_encoder->size() >= kFlushBytes)
         return flushEncoder();
     return true;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -197,7 +198,7 @@ bool parseRawHeader(const uint8_t* data, size_t size, bool isWholeFile, bool isD
         const std::string name = format.substr(0, semi);
         enc = encodingFromName(name);
         if (enc == RawEncoding::Unknown) {
-            error = "unsupported event format '" + name + "'";
+            error = "unsupported event format '" + printableText(name) + "'";
             return false;
         }
         uint64_t fw = 0, fh = 0;
@@ -226,7 +227,7 @@ bool parseRawHeader(const uint8_t* data, size_t size, bool isWholeFile, bool isD
     }
     if (!formatGeometry && out.has("geometry")) {
         if (!parseGeometry(out.value("geometry"), w, h)) {
-            error = "invalid 'geometry' value '" + out.value("geometry") + "'";
+            error = "invalid 'geometry' value '" + printableText(out.value("geometry")) + "'";
             return false;
         }
     }
@@ -239,7 +240,7 @@ bool parseRawHeader(const uint8_t* data, size_t size, bool isWholeFile, bool isD
         else if (evt == "3.0" || evt == "3")
             enc = RawEncoding::Evt3;
         else {
-            error = "unsupported 'evt' version '" + evt + "'";
+            error = "unsupported 'evt' version '" + printableText(evt) + "'";
             return false;
         }
     }
@@ -313,28 +314,62 @@ bool parseRawHeader(const uint8_t* data, size_t size, bool isWholeFile, bool isD
     return true;
 }
 
-bool readRawHeader(const std::string& path, RawHeader& out, std::string& error) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+std::string printableText(const std::string& text) {
+    std::string out;
+    out.reserve(text.size());
+    for (unsigned char c : text) {
+        if (c >= 0x20 && c < 0x7F && c != '\\') {
+            out += static_cast<char>(c);
+        } else {
+            char esc[8];
+            std::snprintf(esc, sizeof esc, "\\x%02X", c);
+            out += esc;
+        }
+    }
+    return out;
+}
+
+int openRegularFile(const std::string& path, std::string& error) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0) {
         error = "cannot open '" + path + "': " + std::strerror(errno);
-        return false;
+        return -1;
     }
     struct stat st {};
     if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        const bool dir = S_ISDIR(st.st_mode), fifo = S_ISFIFO(st.st_mode);
         ::close(fd);
-        error = "'" + path + "' is not a regular file";
-        return false;
+        error = "'" + path + "' is not a regular file" +
+                (dir ? " (a folder)" : fifo ? " (a pipe)" : S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode) ? " (a device)" : "");
+        return -1;
     }
-    const uint64_t fileSize = static_cast<uint64_t>(st.st_size);
+    // Regular files never block; reads go back to ordinary mode.
+    const int flags = ::fcntl(fd, F_GETFL);
+    if (flags >= 0)
+        ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
+    return fd;
+}
+
+bool readRawHeader(const std::string& path, RawHeader& out, std::string& error) {
+    const int fd = openRegularFile(path, error);
+    if (fd < 0)
+        return false;
+    struct stat st {};
+    const bool ok = ::fstat(fd, &st) == 0 && readRawHeader(fd, static_cast<uint64_t>(st.st_size), path, out, error);
+    ::close(fd);
+    return ok;
+}
+
+bool readRawHeader(int fd, uint64_t fileSize, const std::string& path, RawHeader& out, std::string& error) {
     const bool datHint = path.size() >= 4 && (path.compare(path.size() - 4, 4, ".dat") == 0 ||
                                               path.compare(path.size() - 4, 4, ".DAT") == 0);
     std::vector<uint8_t> buf;
     size_t want = 64 * 1024;
-    bool ok = false;
     for (;;) {
         const size_t n = static_cast<size_t>(std::min<uint64_t>(want, fileSize));
         buf.resize(n);
         size_t got = 0;
+        errno = 0;
         while (got < n) {
             const ssize_t r = ::pread(fd, buf.data() + got, n - got, static_cast<off_t>(got));
             if (r < 0 && errno == EINTR)
@@ -345,20 +380,19 @@ bool readRawHeader(const std::string& path, RawHeader& out, std::string& error) 
         }
         if (got < n) {
             error = "cannot read '" + path + "': " + (errno ? std::strerror(errno) : "short read");
-            break;
+            return false;
         }
         bool needMore = false;
-        ok = parseRawHeader(buf.data(), n, n == fileSize, datHint, out, error, &needMore);
-        if (ok || !needMore)
-            break;
+        if (parseRawHeader(buf.data(), n, n == fileSize, datHint, out, error, &needMore))
+            return true;
+        if (!needMore)
+            return false;
         if (want >= kMaxHeaderBytes) {
             error = "header longer than 16 MiB: not a recording";
-            break;
+            return false;
         }
         want *= 4;
     }
-    ::close(fd);
-    return ok;
 }
 
 std::string makeRawHeaderText(RawEncoding encoding, uint32_t width, uint32_t height,

@@ -6,8 +6,8 @@
 // through pread(), so memory stays bounded whatever the file size, and several cursors (the
 // reader, the index builder, a cut) can share one RawFile from different threads.
 //
-// Errors: RawFile::open() returns null and sets an error text (missing, unreadable, not a
-// recording); a cursor reports read errors through readFailed() and errorText(). A trailing
+// Errors: RawFile::open() returns null and sets an error text (missing, unreadable, not a regular
+// file, not a recording; a FIFO is refused without blocking on it); a cursor reports read errors through readFailed() and errorText(). A trailing
 // partial word is counted by trailingBytes() and otherwise ignored.
 // Thread rules: a RawFile is immutable after open() and safe to share; a cursor is used by one
 // thread at a time.
@@ -33,10 +33,17 @@ public:
     const RawHeader& header() const { return m_header; }
     uint64_t fileSize() const { return m_size; }
     int64_t mtimeNs() const { return m_mtimeNs; }
+    /// Device and inode: with size and modification time, what tells this file from one that
+    /// replaced it under the same name.
+    uint64_t device() const { return m_device; }
+    uint64_t inode() const { return m_inode; }
     int fd() const { return m_fd; }
     uint64_t payloadBegin() const { return m_header.payloadOffset; }
     /// End of the last whole word of the payload.
     uint64_t payloadEnd() const;
+    /// `batch`, or less for a small recording: room for every event its payload can hold (and
+    /// what a decoder needs for one word), so that buffers are sized by the data.
+    size_t eventBatchFor(size_t batch) const;
 
     /// Reads up to `size` bytes at `offset`; returns bytes read or -1 with errno set.
     long readAt(uint64_t offset, void* dst, size_t size) const;
@@ -47,6 +54,7 @@ private:
     RawHeader m_header;
     uint64_t m_size = 0;
     int64_t m_mtimeNs = 0;
+    uint64_t m_device = 0, m_inode = 0;
     int m_fd = -1;
 };
 

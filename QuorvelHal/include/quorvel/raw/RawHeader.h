@@ -60,9 +60,20 @@ struct RawHeader {
 bool parseRawHeader(const uint8_t* data, size_t size, bool isWholeFile, bool isDatHint,
                     RawHeader& out, std::string& error, bool* needMore = nullptr);
 
-/// Reads and parses the header of a file. Sets `error` (file missing, unreadable, not a
-/// recording, ...) and returns false on failure.
+/// Reads and parses the header of a file. Sets `error` (file missing, unreadable, not a regular
+/// file, not a recording, ...) and returns false on failure. A FIFO or device is refused without
+/// blocking on it.
 bool readRawHeader(const std::string& path, RawHeader& out, std::string& error);
+/// The same on an open regular file of `size` bytes; `path` is only used in messages.
+bool readRawHeader(int fd, uint64_t size, const std::string& path, RawHeader& out, std::string& error);
+
+/// Opens `path` for reading without blocking (a FIFO with no writer would block an ordinary
+/// open) and checks that it is a regular file. Returns the descriptor, or -1 with `error` set.
+int openRegularFile(const std::string& path, std::string& error);
+
+/// `text` with bytes that are not printable ASCII written as \xNN, for messages that echo what a
+/// file holds.
+std::string printableText(const std::string& text);
 
 /// The header our writers emit: evt, format, geometry, date, serial_number, our integrator and
 /// plugin names, optional extra keys, then `% end`.

@@ -1,19 +1,25 @@
 #pragma once
 // The seek index of a recording: every 128 KiB of payload, the file offset of a word together
-// with the complete decoder state before that word and the latest event time before it, plus the
-// totals of the whole file (event, ON, trigger and error counts, first and last event time) and
-// its trigger list.
+// with the complete decoder state before that word and the latest event or trigger time before
+// it, plus the totals of the whole file (event, ON, trigger and error counts, first and last event
+// time) and its trigger list.
 //
 // Seeking to time T takes the last entry whose time is below T, restores its state and decodes
-// forward, dropping events before T: every event before the entry is at or before the entry's
-// time, so nothing at or after T is missed. Memory is about 100 bytes per 128 KiB of recording.
+// forward, dropping events before T: every event and trigger before the entry is at or before the
+// entry's time, so nothing at or after T is missed. Memory is about 100 bytes per 128 KiB of
+// recording.
 //
-// The index is saved beside the recording as `<name>.qvidx`, or in the user's cache folder
-// ($XDG_CACHE_HOME/quorvel or ~/.cache/quorvel) when that folder cannot be written, and is only
-// used again while the recording keeps the size and modification time it was built from.
+// Indexes are kept in the user's cache folder ($XDG_CACHE_HOME/Quorvel, else ~/.cache/Quorvel),
+// never beside the recording: recordings live on read-only media, network shares and datasets
+// that others share. The file name is keyed on the recording's path and on its identity (device,
+// inode, size, modification time), and the index also holds a fingerprint of sampled content, so
+// a changed or replaced recording is never served an index built for another. The folder is kept
+// under a size bound (QUORVEL_INDEX_CACHE_MB, default 512 MiB) by removing the least recently
+// used indexes first. When it cannot be written the index lives in memory only.
 //
 // Errors: build() returns false on a read error or when cancelled; load() returns false for a
-// missing, foreign, damaged or stale index (the caller then rebuilds).
+// missing, foreign, stale, damaged or tampered index: a checksum covers the whole file and every
+// count and entry is checked against what the recording can hold (the caller then rebuilds).
 // Thread rules: build() runs on the caller's thread and publishes progress through the callback;
 // a RawIndex itself is not synchronised.
 
@@ -30,7 +36,7 @@ namespace quorvel {
 
 struct RawIndexEntry {
     uint64_t offset = 0;  ///< file offset of a word boundary
-    uint64_t timeUs = 0;  ///< no event before `offset` is later than this (decoder floor)
+    uint64_t timeUs = 0;  ///< no event or trigger before `offset` is later than this
     uint64_t eventsBefore = 0;
     DecoderState state;   ///< decoder state before the word at `offset`
 };
@@ -42,7 +48,7 @@ struct RawIndexTotals {
     /// Errors a user should hear about: events outside the geometry, reserved words, a partial
     /// trailing word.
     uint64_t errorCount() const {
-        return stats.invalidEvents + stats.reservedWords + (trailingBytes ? 1 : 0);
+        return stats.invalidEvents + stats.reservedWords + stats.timeJumps + (trailingBytes ? 1 : 0);
     }
 };
 
@@ -76,18 +82,23 @@ public:
     /// first entry. Entries must not be empty.
     static const RawIndexEntry& entryFor(const std::vector<RawIndexEntry>& entries, uint64_t t);
 
-    bool save(const std::string& path, std::string& error) const;
-    /// Loads an index and checks it belongs to `file` (size, modification time, payload offset).
-    /// With `totalsOnly`, entries and triggers are skipped (enough for `quorvel info`).
+    /// Writes the index of `file` to `path` (through a temporary file and a rename).
+    bool save(const std::string& path, const RawFile& file, std::string& error) const;
+    /// Loads an index and checks it belongs to `file` and is sound. With `totalsOnly`, entries
+    /// and triggers are dropped after the checks (enough for `quorvel info`).
     bool load(const std::string& path, const RawFile& file, bool totalsOnly, std::string& error);
 
-    /// Where the index of a recording lives: beside it, or in the cache folder.
-    static std::string besidePath(const std::string& recording);
-    static std::string cachePath(const std::string& recording);
-    /// Loads from beside the recording, else from the cache folder.
+    /// The cache folder, or "" when there is none (no XDG_CACHE_HOME or HOME).
+    static std::string cacheDir();
+    /// Where the index of `file` is kept in the cache folder ("" without one).
+    static std::string cachePath(const RawFile& file);
+    /// The cache folder's size bound in bytes.
+    static uint64_t cacheLimitBytes();
+    /// Loads the cached index of `file` and marks it as just used.
     bool loadFor(const RawFile& file, bool totalsOnly, std::string& error);
-    /// Saves beside the recording, else (folder not writable) in the cache folder; returns the
-    /// path written or "" with `error` set.
+    /// Saves into the cache folder, removes older indexes of the same recording path and the
+    /// least recently used others beyond the size bound; returns the path written, or "" with
+    /// `error` set (the folder cannot be written).
     std::string saveFor(const RawFile& file, std::string& error) const;
 };
 

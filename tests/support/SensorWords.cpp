@@ -1,0 +1,183 @@
+#include "SensorWords.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace quorvel::test {
+
+namespace {
+
+struct Rng {
+    uint64_t s;
+    explicit Rng(uint64_t seed) : s(seed * 0x9E3779B97F4A7C15ull + 7) {}
+    uint64_t next() {
+        s ^= s << 13;
+        s ^= s >> 7;
+        s ^= s << 17;
+        return s;
+    }
+    uint32_t below(uint32_t n) { return static_cast<uint32_t>((next() >> 16) % n); }
+    double unit() { return static_cast<double>(next() >> 11) * (1.0 / 9007199254740992.0); }
+    // A whole number with mean `m` (randomised rounding of a uniform value in [0, 2m)).
+    uint32_t around(double m) { return static_cast<uint32_t>(2.0 * m * unit() + unit()); }
+};
+
+void put(std::string& s, uint32_t w) {
+    const uint16_t v = static_cast<uint16_t>(w);
+    s.append(reinterpret_cast<const char*>(&v), 2);
+}
+
+} // namespace
+
+SensorWordMix busySensorMix() { return {}; }
+
+SensorWordMix sparseSensorMix() {
+    SensorWordMix m;
+    m.eventsPerUs = 0.111;
+    m.eventsPerRow = 1.0;
+    m.vectorGroupsPerRow = 0.0;
+    m.doubleLowShare = 0.12;
+    return m;
+}
+
+std::string generateSensorEvt3(const SensorWordMix& mix, uint64_t startUs, size_t bytes, uint32_t seed,
+                               uint64_t* nextUs) {
+    Rng rng(seed);
+    std::string s;
+    s.reserve(bytes + 256);
+    const uint32_t W = mix.width, H = mix.height;
+    uint32_t lastY = H;
+    uint64_t nextTrigger = mix.triggerPeriodUs ? startUs + mix.triggerPeriodUs : UINT64_MAX;
+    int trigLevel = 1;
+    uint64_t t = startUs;
+    for (; s.size() < bytes; ++t) {
+        if (t == startUs || t % 16 == 0)
+            put(s, 0x8000 | ((t >> 12) & 0xFFF));
+        const bool trigger = t >= nextTrigger;
+        uint32_t n = rng.around(mix.eventsPerUs);
+        if (n == 0 && !trigger)
+            continue;
+        if (rng.unit() < mix.doubleLowShare) // a TIME_LOW a few microseconds ahead, then the right one
+            put(s, 0x6000 | ((t + 1 + rng.below(11)) & 0xFFF));
+        put(s, 0x6000 | (t & 0xFFF));
+        if (trigger) {
+            put(s, 0xA000 | static_cast<uint32_t>(trigLevel));
+            trigLevel ^= 1;
+            nextTrigger += mix.triggerPeriodUs;
+        }
+        while (n > 0) {
+            uint32_t y = rng.below(H);
+            if (y == lastY)
+                y = (y + 1) % H;
+            lastY = y;
+            put(s, y);
+            uint32_t rowEvents = std::min(n, 1 + rng.around(mix.eventsPerRow - 1.0));
+            n -= rowEvents;
+            if (mix.vectorGroupsPerRow > 0 && rng.unit() < mix.vectorGroupsPerRow && W >= 32) {
+                // A sparse group: about two events in 32 pixels.
+                const uint32_t k = std::min(rowEvents, 1 + rng.below(3));
+                rowEvents -= k;
+                const uint32_t base = rng.below(W - 31);
+                uint32_t mask = 0;
+                while (static_cast<uint32_t>(__builtin_popcount(mask)) < k)
+                    mask |= 1u << rng.below(32);
+                const uint32_t pol = rng.below(2);
+                put(s, 0x3000 | (pol << 11) | base);
+                put(s, 0x4000 | (mask & 0xFFF));
+                put(s, 0x4000 | ((mask >> 12) & 0xFFF));
+                put(s, 0x5000 | (mask >> 24));
+            }
+            uint32_t x = rng.below(W > 48 ? W - 48 : 1);
+            for (uint32_t i = 0; i < rowEvents; ++i) {
+                put(s, 0x2000 | (rng.below(2) << 11) | std::min(x, W - 1));
+                x += 1 + rng.below(5);
+            }
+        }
+    }
+    if (nextUs)
+        *nextUs = t;
+    return s;
+}
+
+std::string repeatEvt3Payload(const std::string& payload, size_t bytes, uint32_t firstCopy, uint32_t* copies) {
+    std::vector<uint16_t> w(payload.size() / 2);
+    std::memcpy(w.data(), payload.data(), w.size() * 2);
+    // The span of one copy in TIME_HIGH steps (wraps included); each copy starts two steps after
+    // the previous one ends, so no step looks like a wrap.
+    int64_t absHigh = 0, maxAbs = 0;
+    int lastH = -1;
+    for (uint16_t v : w) {
+        if (v >> 12 != 0x8)
+            continue;
+        const int h = v & 0xFFF;
+        if (lastH >= 0)
+            absHigh += h + 2048 <= lastH ? h + 4096 - lastH : h - lastH;
+        maxAbs = std::max(maxAbs, absHigh);
+        lastH = h;
+    }
+    const uint32_t shift = static_cast<uint32_t>(maxAbs + 2);
+    std::string out;
+    out.reserve(bytes + payload.size());
+    std::vector<uint16_t> copy(w.size());
+    uint32_t c = firstCopy;
+    for (; out.size() < bytes; ++c) {
+        for (size_t i = 0; i < w.size(); ++i)
+            copy[i] = w[i] >> 12 == 0x8 ? static_cast<uint16_t>(0x8000 | ((w[i] + c * shift) & 0xFFF)) : w[i];
+        out.append(reinterpret_cast<const char*>(copy.data()), copy.size() * 2);
+    }
+    if (copies)
+        *copies = c;
+    return out;
+}
+
+std::string repeatEvt2Payload(const std::string& payload, size_t bytes, uint32_t firstCopy, uint32_t* copies) {
+    std::vector<uint32_t> w(payload.size() / 4);
+    std::memcpy(w.data(), payload.data(), w.size() * 4);
+    uint32_t first = 0, last = 0;
+    bool any = false;
+    for (uint32_t v : w)
+        if (v >> 28 == 0x8) {
+            last = v & 0x0FFFFFFF;
+            if (!any)
+                first = last;
+            any = true;
+        }
+    const uint32_t shift = last - first + 2;
+    std::string out;
+    out.reserve(bytes + payload.size());
+    std::vector<uint32_t> copy(w.size());
+    uint32_t c = firstCopy;
+    for (; out.size() < bytes; ++c) {
+        for (size_t i = 0; i < w.size(); ++i)
+            copy[i] = w[i] >> 28 == 0x8 ? 0x80000000u | ((w[i] + c * shift) & 0x0FFFFFFF) : w[i];
+        out.append(reinterpret_cast<const char*>(copy.data()), copy.size() * 4);
+    }
+    if (copies)
+        *copies = c;
+    return out;
+}
+
+std::string evt3WordMix(const std::string& payload) {
+    static const char* const names[16] = {"ADDR_Y", "type 1", "ADDR_X", "VECT_BASE_X", "VECT_12", "VECT_8",
+                                          "TIME_LOW", "CONT_4", "TIME_HIGH", "type 9", "EXT_TRIGGER", "type B",
+                                          "type C", "type D", "OTHERS", "CONT_12"};
+    uint64_t counts[16] = {};
+    const size_t n = payload.size() / 2;
+    for (size_t i = 0; i < n; ++i)
+        ++counts[static_cast<uint8_t>(payload[2 * i + 1]) >> 4];
+    const int order[] = {2, 0, 4, 3, 5, 6, 8, 10, 1, 7, 9, 11, 12, 13, 14, 15};
+    std::string out;
+    char buf[64];
+    for (int type : order) {
+        if (!counts[type])
+            continue;
+        std::snprintf(buf, sizeof buf, "%s%s %.1f %%", out.empty() ? "" : ", ", names[type],
+                      100.0 * static_cast<double>(counts[type]) / static_cast<double>(n ? n : 1));
+        out += buf;
+    }
+    return out;
+}
+
+} // namespace quorvel::test
