@@ -163,6 +163,8 @@ void MainWidget::buildPlayback() {
     m_loadProgressTimer = new QTimer(this);
     m_loadProgressTimer->setInterval(200);
     connect(m_loadProgressTimer, &QTimer::timeout, this, [this] {
+        if (m_player->isLoading())
+            updateTimeline(true);
         if (m_eventProcessor->isLoading())
             ui.label_show_play_text->setText(
                 tr("Indexing the recording... %1%").arg(qRound(m_eventProcessor->loadProgress() * 100)));
@@ -564,6 +566,7 @@ void MainWidget::openRecording(const QString& path) {
     updateStatusLine();
 
     m_slider->clearMarks();
+    m_slider->setTimeline({});
     m_slider->setHandleType(1);
     m_startEndAction->setChecked(false);
     setPlaybackControlsEnabled(false);
@@ -628,6 +631,7 @@ void MainWidget::slotSetWaitWinStatus(bool busy) {
     }
     if ((m_mode != ModeRawPlayback && m_mode != ModeFusionPlayback) || !m_player->hasFile() || m_player->isLoading())
         return;
+    updateTimeline(false);
     const QSize size = m_player->resolution();
     if (!size.isEmpty() && size != m_showImageForm->resolution()) {
         if (m_mode == ModeRawPlayback)
@@ -650,6 +654,19 @@ void MainWidget::slotSetSliderStartTime(uint64_t timestamp) {
 
 void MainWidget::slotSetSliderEndTime(uint64_t ts) {
     m_slider->setMaximum(ts);
+}
+
+void MainWidget::updateTimeline(bool loading) {
+    QvTimeline timeline = m_player->timeline(kTimelineBuckets);
+    if (loading && !timeline.isEmpty()) {
+        // While a never-seen recording is indexed its end is not known yet: the slider spans the
+        // time indexed so far, stretched by what is left to index, and the strip fills in.
+        const uint64_t indexedEnd = timeline.startUs + timeline.bucketUs * uint64_t(timeline.eventsPerSecond.size());
+        const double done = m_player->isFusion() ? 1.0 : std::max(0.01, m_eventProcessor->loadProgress());
+        m_slider->setMinimum(timeline.startUs);
+        m_slider->setMaximum(timeline.startUs + uint64_t(double(indexedEnd - timeline.startUs) / done));
+    }
+    m_slider->setTimeline(std::move(timeline));
 }
 
 void MainWidget::slotTriggerList(QvTriggerMarks triggers) {
@@ -906,6 +923,7 @@ bool MainWidget::showOpenedCamera() {
     m_cameraText = serial;
     updateStatusLine();
     m_slider->clearMarks();
+    m_slider->setTimeline({});
     initDvsCameraSettings();
     showCameraPlayingUI(true);
     ui.pb_play->setChecked(true);

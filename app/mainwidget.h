@@ -148,6 +148,9 @@ private:
     void showAbout();
     void updateStatusLine();
     void buildPlayback();
+    /// The overview strip of the open recording on the slider; `loading` while it is indexed.
+    void updateTimeline(bool loading);
+    static constexpr int kTimelineBuckets = 4096;
     void buildLiveCamera();
     /// Leaves the recording or camera in use before another source opens.
     void leaveCurrentSource();

@@ -10,6 +10,8 @@
 #include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawFileWriter.h"
 
+#include "qvthreehandleslider.h"
+
 #include <QApplication>
 #include <QImage>
 
@@ -114,6 +116,36 @@ void BM_PlayFrame50Mevs(benchmark::State& state) {
 BENCHMARK(BM_PlayFrame50Mevs)->Unit(benchmark::kMillisecond);
 
 } // namespace
+
+// The time slider with a 10,000-bucket overview strip (bursts over a quiet floor, two damaged
+// stretches) painted at the play bar's size: /0 every repaint (the strip drawn before), /1 a
+// repaint with a new timeline (while a recording is indexed, five times a second).
+void BM_PaintTimelineSlider(benchmark::State& state) {
+    QvThreeHandleSlider slider(nullptr, Qt::Horizontal, 1);
+    slider.resize(1200, 30);
+    slider.setMinimum(0);
+    slider.setMaximum(600'000'000);
+    QvTimeline t;
+    t.bucketUs = 60'000;
+    t.eventsPerSecond.resize(10'000);
+    uint32_t r = 1;
+    for (float& v : t.eventsPerSecond) {
+        r = r * 1664525u + 1013904223u;
+        v = (r >> 28) == 0 ? 40e6f : 2e6f + float(r >> 12) * 0.01f;
+    }
+    t.badRanges = {{120'000'000, 121'000'000}, {400'000'000, 400'200'000}};
+    slider.setTimeline(t);
+    QImage image(slider.size(), QImage::Format_ARGB32_Premultiplied);
+    const bool renew = state.range(0) != 0;
+    for (auto _ : state) {
+        if (renew)
+            slider.setTimeline(t);
+        image.fill(Qt::white);
+        slider.render(&image);
+        benchmark::DoNotOptimize(image.bits());
+    }
+}
+BENCHMARK(BM_PaintTimelineSlider)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");

@@ -94,6 +94,7 @@ void QvEventProcessor::loadFile(QString path) {
     m_playing = false;
     joinPlayThread();
     m_reader.reset();
+    m_firstEventTime = kNoTime;
     m_reader = quorvel::DvsFileReader::createFileReader(path.toLocal8Bit().toStdString());
     if (!m_reader) {
         qDebug() << "not raw file." << QString::fromStdString(quorvel::DvsFileReader::lastCreateError());
@@ -116,6 +117,7 @@ void QvEventProcessor::loadSequence() {
     uint64_t end = 0;
     m_reader->prepareFile();
     m_reader->getStartTimestamp(start);
+    m_firstEventTime = start; // the overview can be drawn from here while the index grows
     m_reader->getEndTimestamp(end);
     m_fileInfo = quorvel::DvsFileInfo{};
     m_reader->getFileInfo(m_fileInfo);
@@ -145,6 +147,18 @@ void QvEventProcessor::loadSequence() {
     m_loading = false;
     emit signalLoadingStatus(false);
     qDebug() << "Load raw file success.";
+}
+
+bool QvEventProcessor::timeline(size_t maxBuckets, quorvel::DvsTimeline& timeline) const {
+    const uint64_t from = m_firstEventTime.load();
+    return m_reader && from != kNoTime && m_reader->getTimeline(from, maxBuckets, timeline);
+}
+
+QDateTime QvEventProcessor::wallClockAt(uint64_t timestampUs) const {
+    if (!m_reader || m_loading || m_fileInfo.startTime.time_since_epoch().count() == 0)
+        return {};
+    const auto tp = m_fileInfo.localTimeAt(timestampUs);
+    return QDateTime::fromMSecsSinceEpoch(std::chrono::duration_cast<std::chrono::milliseconds>(tp.time_since_epoch()).count());
 }
 
 void QvEventProcessor::slotPlaybackCtrl(bool play) {

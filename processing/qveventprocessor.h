@@ -32,6 +32,7 @@
 #include "quorvel/Event2D.h"
 #include "qvmessagetype.h"
 
+#include <QDateTime>
 #include <QImage>
 #include <QObject>
 #include <QString>
@@ -103,6 +104,13 @@ public:
     double loadProgress() const;
     /// Blocks until a running load has finished (tests and shutdown).
     void waitForLoad();
+    /// The event rate over the open recording in at most `maxBuckets` buckets, from its index as
+    /// far as it is built (it grows while a never-seen recording loads). False before the first
+    /// event's time is known or while nothing is indexed. Callable while a load runs.
+    bool timeline(size_t maxBuckets, quorvel::DvsTimeline& timeline) const;
+    /// Local wall-clock time of a position of the open recording (invalid while it loads or when
+    /// the recording does not say when it was made).
+    QDateTime wallClockAt(uint64_t timestampUs) const;
     /// Blocks until the cut and video jobs have finished.
     void waitForJobs();
     /// A cut or video export is writing.
@@ -184,6 +192,8 @@ private:
     std::atomic<uint64_t> m_start{0};
     std::thread m_loadThread;
     std::atomic<bool> m_loading{false};
+    static constexpr uint64_t kNoTime = UINT64_MAX;
+    std::atomic<uint64_t> m_firstEventTime{kNoTime};
     std::thread m_exportVideoThread;
     std::thread m_cutThread;
     std::atomic<int> m_jobsRunning{0};

@@ -74,6 +74,18 @@ void QvFusionCameraDataProcessor::joinPlayThread() {
         m_playThread.join();
 }
 
+bool QvFusionCameraDataProcessor::timeline(size_t maxBuckets, quorvel::DvsTimeline& timeline) const {
+    const uint64_t from = m_firstEventTime.load();
+    return m_dvsReader && from != kNoTime && m_dvsReader->getTimeline(from, maxBuckets, timeline);
+}
+
+QDateTime QvFusionCameraDataProcessor::wallClockAt(uint64_t timestampUs) const {
+    if (!m_dvsReader || m_busy || m_fileInfo.startTime.time_since_epoch().count() == 0)
+        return {};
+    const auto tp = m_fileInfo.localTimeAt(timestampUs);
+    return QDateTime::fromMSecsSinceEpoch(std::chrono::duration_cast<std::chrono::milliseconds>(tp.time_since_epoch()).count());
+}
+
 QString QvFusionCameraDataProcessor::localTimeText(uint64_t timestampUs) const {
     const auto tp =
         std::chrono::time_point_cast<std::chrono::system_clock::duration>(m_fileInfo.localTimeAt(timestampUs));
@@ -89,6 +101,7 @@ void QvFusionCameraDataProcessor::slotReadFusionFile(QString path) {
     joinPlayThread();
     m_apsReader.reset();
     m_dvsReader.reset();
+    m_firstEventTime = kNoTime;
     qDebug() << "Load fusion file: " << path;
     // The base name ends at the last dot, even one inside a folder name.
     const int dot = path.lastIndexOf(QLatin1Char('.'));
@@ -137,6 +150,7 @@ void QvFusionCameraDataProcessor::loadSequence() {
     m_dvsReader->prepareFile();
     uint64_t start = 0, end = 0;
     m_dvsReader->getStartTimestamp(start);
+    m_firstEventTime = start;
     m_dvsReader->getEndTimestamp(end);
     m_dvsReader->getFileInfo(m_fileInfo);
     m_dvsStart = start;

@@ -31,6 +31,7 @@
 #include "quorvel/FusionCamera.h"
 #include "quorvel/StreamType.h"
 
+#include <QDateTime>
 #include <QImage>
 #include <QObject>
 #include <QPixmap>
@@ -73,6 +74,10 @@ public:
     QImage lastImage() const;
     /// Blocks until a running load has finished (tests and shutdown).
     void waitForLoad();
+    /// The event rate over the recording's events, as QvEventProcessor::timeline gives it.
+    bool timeline(size_t maxBuckets, quorvel::DvsTimeline& timeline) const;
+    /// Local wall-clock time of a position of the recording (invalid while it loads).
+    QDateTime wallClockAt(uint64_t timestampUs) const;
     /// Images emitted since construction.
     uint64_t emittedImages() const { return m_emitted.load(); }
 
@@ -156,6 +161,8 @@ private:
     std::atomic<uint64_t> m_fusionStart{0};
     std::atomic<uint64_t> m_fusionEnd{0};
     std::atomic<uint64_t> m_timeBase{0};
+    static constexpr uint64_t kNoTime = UINT64_MAX;
+    std::atomic<uint64_t> m_firstEventTime{kNoTime};
     uint64_t m_apsOffset = 0;
     quorvel::ApsFrame m_current;
     quorvel::ApsFrame m_next;

@@ -74,6 +74,22 @@ void QvRecordingPlayer::close() {
     m_fusion->closeFile();
 }
 
+QvTimeline QvRecordingPlayer::timeline(int maxBuckets) const {
+    quorvel::DvsTimeline t;
+    const bool ok = m_useFusion ? m_fusion->timeline(static_cast<size_t>(maxBuckets), t)
+                                : m_raw->timeline(static_cast<size_t>(maxBuckets), t);
+    QvTimeline out;
+    if (!ok)
+        return out;
+    out.startUs = t.startUs;
+    out.bucketUs = t.bucketUs;
+    out.eventsPerSecond = QVector<float>(t.eventsPerSecond.begin(), t.eventsPerSecond.end());
+    for (const auto& [from, to] : t.badRanges)
+        out.badRanges.append({from, to});
+    out.wallClockAtStart = m_useFusion ? m_fusion->wallClockAt(t.startUs) : m_raw->wallClockAt(t.startUs);
+    return out;
+}
+
 void QvRecordingPlayer::play(bool play) {
     if (m_useFusion)
         m_fusion->slotPlaybackCtrl(play);

@@ -9,6 +9,7 @@
 
 #include "qveventprocessor.h"
 #include "qvmessagetype.h"
+#include "qvthreehandleslider.h"
 
 #include "quorvel/StreamType.h"
 
@@ -47,6 +48,9 @@ public:
     QSize resolution() const;
     /// Stops playing and closes the recording of both processors.
     void close();
+    /// The overview of the open recording for the time slider, in at most `maxBuckets` buckets
+    /// (empty before anything is indexed); grows while the recording loads.
+    QvTimeline timeline(int maxBuckets) const;
 
 public slots:
     void play(bool play);

@@ -3,7 +3,6 @@
 #include <QEvent>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QPainterPath>
 #include <QToolTip>
 
 #include <algorithm>
@@ -121,6 +120,7 @@ float QvTimeline::rateAt(uint64_t t) const {
 
 void QvThreeHandleSlider::setTimeline(QvTimeline timeline) {
     m_timeline = std::move(timeline);
+    m_strip = QImage(); // drawn anew on the next paint
     m_timelinePeak = m_timeline.eventsPerSecond.isEmpty()
                          ? 0
                          : *std::max_element(m_timeline.eventsPerSecond.cbegin(), m_timeline.eventsPerSecond.cend());
@@ -365,45 +365,59 @@ void QvThreeHandleSlider::paintEvent(QPaintEvent*) {
 void QvThreeHandleSlider::paintTimeline(QPainter& painter) {
     if (m_timeline.isEmpty() || m_range == 0 || m_range == UINT64_MAX)
         return;
-    // The strip spans the track as the handles do; its height is the rate relative to the peak,
-    // drawn as a band around the groove from the widget's top to its bottom. One value a pixel
-    // column, the busiest bucket in it, so a short burst never disappears between pixels.
+    const bool on = isEnabled();
+    if (m_strip.size() != size() || m_stripRange != qMakePair(m_minimum, m_maximum) || m_stripEnabled != on)
+        rebuildStrip();
+    painter.drawImage(0, 0, m_strip);
+}
+
+void QvThreeHandleSlider::rebuildStrip() {
+    // Drawn once into an image whenever the timeline, the range, the size or the enabled state
+    // change, pixel by pixel; every repaint then only copies it. The strip spans the track as the
+    // handles do; its height is the rate relative to the peak, a band around the groove from the
+    // widget's top to its bottom. One value a pixel column, the busiest bucket in it, so a short
+    // burst never disappears between pixels.
+    m_stripRange = qMakePair(m_minimum, m_maximum);
+    m_stripEnabled = isEnabled();
+    m_strip = QImage(size(), QImage::Format_ARGB32_Premultiplied);
+    m_strip.fill(Qt::transparent);
     const int length = trackLength() - 2 * kHandleLength;
     const int h = height();
-    const double mid = h / 2.0;
-    const QVector<float>& rates = m_timeline.eventsPerSecond;
-    if (length <= 0 || m_timelinePeak <= 0)
+    if (length <= 0 || h <= 0 || m_timelinePeak <= 0)
         return;
     const auto columnOf = [&](uint64_t t) {
-        return t <= m_minimum ? 0.0 : static_cast<double>(length) * static_cast<double>(t - m_minimum) / static_cast<double>(m_range);
+        return t <= m_minimum ? 0.0
+                              : static_cast<double>(length) * static_cast<double>(t - m_minimum) / static_cast<double>(m_range);
     };
-    QVector<float> column(length + 1, 0.0f);
-    const qsizetype n = rates.size();
-    for (qsizetype i = 0; i < n; ++i) {
+    std::vector<float> column(static_cast<size_t>(length) + 1, 0.0f);
+    const QVector<float>& rates = m_timeline.eventsPerSecond;
+    for (qsizetype i = 0; i < rates.size(); ++i) {
         const uint64_t t = m_timeline.startUs + static_cast<uint64_t>(i) * m_timeline.bucketUs;
-        const int x0 = static_cast<int>(columnOf(t));
-        const int x1 = static_cast<int>(columnOf(t + m_timeline.bucketUs));
-        for (int x = std::max(x0, 0); x <= std::min(std::max(x1 - 1, x0), length); ++x)
-            column[x] = std::max(column[x], rates[i]);
+        const int x0 = static_cast<int>(std::min(columnOf(t), double(length)));
+        const int x1 = static_cast<int>(std::min(columnOf(t + m_timeline.bucketUs), double(length)));
+        for (int x = x0; x <= std::max(x1 - 1, x0); ++x)
+            column[static_cast<size_t>(x)] = std::max(column[static_cast<size_t>(x)], rates[i]);
     }
-    QPainterPath top, area;
-    top.moveTo(0, mid);
-    for (int x = 0; x <= length; ++x)
-        top.lineTo(x + kHandleLength, mid - column[x] / m_timelinePeak * (mid - 1));
-    top.lineTo(length + kHandleLength, mid);
-    area = top;
-    for (int x = length; x >= 0; --x)
-        area.lineTo(x + kHandleLength, mid + column[x] / m_timelinePeak * (mid - 1));
-    area.closeSubpath();
-    painter.setBrush(isEnabled() ? QColor(0x00, 0x4B, 0x6A, 70) : QColor(0xC7, 0xC7, 0xC7, 110));
-    painter.drawPath(area);
+    // Premultiplied colours: the brand colour (or grey when disabled) at low opacity, and red.
+    const QRgb fill = m_stripEnabled ? qPremultiply(qRgba(0x00, 0x4B, 0x6A, 70)) : qPremultiply(qRgba(0xC7, 0xC7, 0xC7, 110));
+    const QRgb red = qPremultiply(qRgba(0xFF, 0x60, 0x58, 170));
+    const double mid = h / 2.0;
+    const int width = m_strip.width();
+    for (int x = 0; x <= length && x + kHandleLength < width; ++x) {
+        const int half = static_cast<int>(column[static_cast<size_t>(x)] / m_timelinePeak * (mid - 1) + 0.5);
+        for (int y = std::max(0, static_cast<int>(mid) - half); y < std::min(h, static_cast<int>(mid) + half); ++y)
+            reinterpret_cast<QRgb*>(m_strip.scanLine(y))[x + kHandleLength] = fill;
+    }
     // Errors and lost data: red over the full height, at least a pixel wide.
-    painter.setBrush(QColor(0xFF, 0x60, 0x58, 170));
     for (const auto& [from, to] : m_timeline.badRanges) {
         if (to <= m_minimum || from > m_maximum)
             continue;
-        const double x0 = columnOf(std::max(from, m_minimum));
-        const double x1 = columnOf(std::min(to, m_maximum));
-        painter.drawRect(QRectF(x0 + kHandleLength, 0, std::max(1.0, x1 - x0), h));
+        const int x0 = static_cast<int>(columnOf(std::max(from, m_minimum))) + kHandleLength;
+        const int x1 = std::max(x0 + 1, static_cast<int>(columnOf(std::min(to, m_maximum))) + kHandleLength);
+        for (int y = 0; y < h; ++y) {
+            QRgb* row = reinterpret_cast<QRgb*>(m_strip.scanLine(y));
+            for (int x = std::max(0, x0); x < std::min(width, x1); ++x)
+                row[x] = red;
+        }
     }
 }

@@ -14,6 +14,7 @@
 
 #include <QColor>
 #include <QDateTime>
+#include <QImage>
 #include <QList>
 #include <QPair>
 #include <QVector>
@@ -124,6 +125,7 @@ private:
     uint64_t clampToRange(uint64_t value) const;
     void applyColors();
     void paintTimeline(QPainter& painter);
+    void rebuildStrip();
 
     uint64_t m_minimum = 0;
     uint64_t m_maximum = 99999999;
@@ -139,6 +141,9 @@ private:
     QList<QPair<uint64_t, QColor>> m_marks;
     QvTimeline m_timeline;
     float m_timelinePeak = 0;
+    QImage m_strip; // the timeline as drawn for the size, range and state below
+    QPair<uint64_t, uint64_t> m_stripRange;
+    bool m_stripEnabled = false;
 
     QColor m_fillColor;
     QColor m_lowerColor;

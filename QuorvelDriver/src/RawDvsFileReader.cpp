@@ -82,6 +82,51 @@ private:
     size_t m_capacity = 0;
 };
 
+// The rate over [from, last entry time] in equal buckets from the index entries: each step's
+// events spread evenly over the time the step spans; steps with decoding errors become bad ranges.
+bool buildTimeline(const std::vector<RawIndexEntry>& en, uint64_t from, size_t maxBuckets, DvsTimeline& out) {
+    out.eventsPerSecond.clear();
+    if (en.size() < 2 || maxBuckets == 0 || en.back().timeUs <= from)
+        return false;
+    const uint64_t span = en.back().timeUs - from + 1;
+    out.startUs = from;
+    out.bucketUs = std::max<uint64_t>(1, (span + maxBuckets - 1) / maxBuckets);
+    const size_t buckets = static_cast<size_t>((span + out.bucketUs - 1) / out.bucketUs);
+    std::vector<double> counts(buckets, 0.0);
+    std::vector<std::pair<uint64_t, uint64_t>> bad;
+    for (size_t i = 0; i + 1 < en.size(); ++i) {
+        const uint64_t a = std::max(en[i].timeUs, from);
+        const uint64_t b = std::max(en[i + 1].timeUs, a);
+        const double events = static_cast<double>(en[i + 1].eventsBefore - en[i].eventsBefore);
+        if (en[i + 1].errorsBefore > en[i].errorsBefore) {
+            if (!bad.empty() && bad.back().second >= a)
+                bad.back().second = std::max(bad.back().second, b + 1);
+            else
+                bad.push_back({a, b + 1});
+        }
+        if (events == 0)
+            continue;
+        const size_t first = static_cast<size_t>((a - from) / out.bucketUs);
+        const size_t last = std::min(buckets - 1, static_cast<size_t>((b - from) / out.bucketUs));
+        if (first >= last) {
+            counts[std::min(first, buckets - 1)] += events;
+            continue;
+        }
+        const double perUs = events / static_cast<double>(b - a);
+        for (size_t k = first; k <= last; ++k) {
+            const uint64_t lo = std::max(a, from + k * out.bucketUs);
+            const uint64_t hi = std::min(b, from + (k + 1) * out.bucketUs);
+            counts[k] += perUs * static_cast<double>(hi > lo ? hi - lo : 0);
+        }
+    }
+    out.eventsPerSecond.resize(buckets);
+    const double seconds = static_cast<double>(out.bucketUs) / 1e6;
+    for (size_t k = 0; k < buckets; ++k)
+        out.eventsPerSecond[k] = static_cast<float>(counts[k] / seconds);
+    out.badRanges.insert(out.badRanges.begin(), bad.begin(), bad.end());
+    return true;
+}
+
 class RawDvsFileReader final : public DvsFileReader {
 public:
     RawDvsFileReader(std::shared_ptr<RawFile> file, const Options& options)
@@ -313,6 +358,20 @@ public:
         s.timeJumps = d.timeJumps;
         s.firstTimeJumpOffset = d.firstTimeJumpOffset;
         return true;
+    }
+
+    bool getTimeline(uint64_t fromUs, size_t maxBuckets, DvsTimeline& out) override {
+        std::vector<RawIndexEntry> en;
+        {
+            std::lock_guard lock(m_indexMutex);
+            en = m_entries;
+            out.complete = m_indexComplete;
+            if (m_indexComplete && !en.empty())
+                en.back().timeUs = std::max(en.back().timeUs, m_totals.stats.lastEventTs);
+            if (m_indexComplete && m_totals.trailingBytes > 0 && !en.empty())
+                out.badRanges.push_back({en.back().timeUs, en.back().timeUs + 1}); // cut off at the end
+        }
+        return buildTimeline(en, fromUs, maxBuckets, out);
     }
 
     double indexProgress() const override {

@@ -7,6 +7,7 @@
 #include "qvthreehandleslider.h"
 #include "showimageform.h"
 #include "testrecording.h"
+#include "timelinerecording.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -218,6 +219,50 @@ private slots:
         QCOMPARE(w->windowTitle(), QStringLiteral("QuorvelView"));
         w->openRecording(dir.filePath("missing.raw"));
         QCOMPARE(w->mode(), int(MainWidget::ModeNone));
+    }
+
+    // The overview behind the slider: a quiet second shows as a dip where it is, a damaged
+    // stretch as a red band where it is, and the hover tip tells time and rate.
+    void theTimelineShowsQuietAndDamagedStretches() {
+        qvtest::TimelineRecording rec;
+        const QString path = dir.filePath("timeline.raw");
+        QVERIFY(rec.write(path));
+        w->openRecording(path);
+        QTRY_VERIFY(f().pb_play->isChecked());
+        const QvTimeline& t = slider()->timeline();
+        QVERIFY(!t.isEmpty());
+        QCOMPARE(t.startUs, rec.kStart);
+        const auto rate = [&](double second) { return t.rateAt(rec.kStart + uint64_t(second * rec.kSecond)); };
+        QVERIFY2(rate(0.5) > 1.2e6 && rate(0.5) < 1.8e6, qPrintable(QString::number(rate(0.5))));
+        // (The index knows where events lie to 128 KiB, here about 0.03 s: the silent second's
+        // step spreads the events on both sides of it over the second, a few percent.)
+        QVERIFY2(rate(1.5) < rate(0.5) / 10, qPrintable(QString::number(rate(1.5))));
+        QVERIFY2(rate(2.3) > 1.2e6, qPrintable(QString::number(rate(2.3))));
+        QCOMPARE(t.badRanges.size(), 1);
+        const auto [from, to] = t.badRanges.first();
+        QVERIFY2(from >= rec.kStart + 2 * rec.kSecond && to <= rec.kStart + 3 * rec.kSecond + 1,
+                 qPrintable(QStringLiteral("%1 %2").arg(from).arg(to)));
+        QVERIFY(to - from < rec.kSecond / 2);
+
+        // Painted where the values are: a tall strip in the busy seconds, none in the quiet one,
+        // red at the damage.
+        const QImage img = slider()->grab().toImage();
+        const auto columnOf = [&](uint64_t v) {
+            return QvThreeHandleSlider::kHandleLength +
+                   int(double(slider()->width() - 2 * QvThreeHandleSlider::kHandleLength) * double(v - slider()->minimum()) /
+                       double(slider()->range()));
+        };
+        const auto paintedHeight = [&](uint64_t v) {
+            int n = 0;
+            for (int y = 0; y < img.height() / 2 - QvThreeHandleSlider::kGrooveThickness / 2; ++y)
+                n += img.pixelColor(columnOf(v), y) != img.pixelColor(0, 0);
+            return n;
+        };
+        QVERIFY(paintedHeight(rec.kStart + rec.kSecond / 2) > 2 * paintedHeight(rec.kStart + rec.kSecond * 3 / 2));
+        const QColor red = img.pixelColor(columnOf((from + to) / 2), 1);
+        QVERIFY2(red.red() > 200 && red.green() < 160, qPrintable(red.name()));
+        const QString tip = slider()->timelineTipAt(columnOf(rec.kStart + rec.kSecond / 2));
+        QVERIFY2(tip.contains(QLatin1String(" us")) && tip.contains(QLatin1String("Mev/s")), qPrintable(tip));
     }
 
     void fusionRecordingsPlayFramesAndEventsOrTheirEventsAlone() {

@@ -16,6 +16,7 @@
 #include "qvscreenshot.h"
 #include "qvtestenv.h"
 #include "startup.h"
+#include "timelinerecording.h"
 
 #include "quorvel/DvsCameraManager.h"
 #include "quorvel/raw/RawFileWriter.h"
@@ -207,6 +208,23 @@ private slots:
         keep(img, "live-dvs.png");
         const Shades shades = shadesOfView(img, w);
         QVERIFY2(shades.on > 200 && shades.off > 200 && shades.grey > shades.on + shades.off, qPrintable(shades.text()));
+    }
+
+    // The overview behind the slider: busy, quiet, busy with a damaged stretch (red).
+    void timelineOfARecording() {
+        useEnglishAndGray();
+        QTemporaryDir dir;
+        qvtest::TimelineRecording rec;
+        QVERIFY(rec.write(dir.filePath("timeline.raw")));
+        MainWidget w;
+        QVERIFY(qvtest::showLarge(w));
+        w.openRecording(dir.filePath("timeline.raw"));
+        QTRY_VERIFY(w.form().pb_play->isChecked());
+        QTest::mouseClick(w.form().pb_play, Qt::LeftButton); // paused, the handle stays put
+        QVERIFY(!w.timeSlider()->timeline().isEmpty());
+        const QImage img = grab(&w);
+        keep(img, "timeline.png");
+        QVERIFY(!w.timeSlider()->timeline().badRanges.isEmpty());
     }
 
     // The simulated fusion camera live, and a fusion recording of it played back: APS frames with

@@ -28,8 +28,8 @@
 // recording, no geometry, ...). Failing operations return false or null and lastError() says why.
 // getTriggerList() throws std::runtime_error when the recording holds no trigger record.
 // Thread rules: one thread at a time uses a reader (the player's lock), except exportRawRange,
-// exportVideoRange and streamEventsInRange, which read through a cursor of their own and may run
-// beside other calls: the player's position and decoded window stay exactly as they were. The
+// exportVideoRange, streamEventsInRange and the index queries (getTimeline, indexProgress,
+// isIndexReady), which read through a cursor or a lock of their own and may run beside other calls: the player's position and decoded window stay exactly as they were. The
 // index thread is owned by the reader and joined by its destructor.
 
 #include "quorvel/DvsFileInfo.h"
@@ -60,6 +60,18 @@ struct DvsFileStats {
     /// Decoding errors a user should know about: invalid events, reserved words, time jumps,
     /// truncation.
     uint64_t errors() const { return invalidEvents + reservedWords + timeJumps + (trailingBytes ? 1 : 0); }
+};
+
+/// The event rate over a recording, for an overview of the whole of it: buckets of equal time
+/// from a start time to the last time indexed so far.
+struct DvsTimeline {
+    uint64_t startUs = 0;  ///< start of the first bucket
+    uint64_t bucketUs = 0; ///< time each bucket spans; 0 before anything is indexed
+    std::vector<float> eventsPerSecond;
+    /// [from, to) stretches holding decoding errors (events outside the geometry, unknown words,
+    /// time jumps), and the end of a recording whose last word is cut off.
+    std::vector<std::pair<uint64_t, uint64_t>> badRanges;
+    bool complete = false; ///< the index covers the whole recording
 };
 
 class DvsFileReader {
@@ -111,6 +123,12 @@ public:
     virtual std::string headerDate() const = 0;
     /// Waits for the index, then fills the whole-file counts. False when the index failed.
     virtual bool getFileStats(DvsFileStats& stats) = 0;
+    /// The event rate from `fromUs` (the first event's time, from getStartTimestamp) in at most
+    /// `maxBuckets` buckets, from the index as far as it is built: it grows while a never-seen
+    /// recording is indexed, and costs no decoding. Where in the recording the counts fall is
+    /// known to the 128 KiB of the index's steps: events are spread evenly within a step. False
+    /// while nothing past `fromUs` is indexed.
+    virtual bool getTimeline(uint64_t fromUs, size_t maxBuckets, DvsTimeline& timeline) = 0;
     /// Share of the payload indexed so far, 0 .. 1.
     virtual double indexProgress() const = 0;
     virtual bool isIndexReady() const = 0;

@@ -44,7 +44,8 @@ struct GuessedScan {
             if (!cur.countUntil(std::min(cur.offset() + RawIndex::kEntryBytes, to), triggers))
                 return; // read error or a short file: the first half's scan carries on by itself
             latest = latestTime(latest, cur, triggers, trBefore);
-            entries.push_back({cur.offset(), latest, cur.decoder().stats().events, cur.state()});
+            entries.push_back({cur.offset(), latest, cur.decoder().stats().events,
+                               decodingErrors(cur.decoder().stats()), cur.state()});
             if (entries.size() == 1) {
                 atFirstEntry = cur.decoder().stats();
                 triggersAtFirstEntry = triggers.size();
@@ -77,6 +78,7 @@ bool spliceSecondHalf(RawIndex& index, const GuessedScan& guess, RawStreamCursor
         guess.atFirstEntry.timeJumps != 0 || !sameButForClock(cur.state(), guess.entries.front().state, delta))
         return false;
     const uint64_t eventsShift = real.events - guess.atFirstEntry.events;
+    const uint64_t errorsShift = decodingErrors(real) - decodingErrors(guess.atFirstEntry);
     index.entries.reserve(index.entries.size() + guess.entries.size());
     for (size_t i = 1; i < guess.entries.size(); ++i) {
         RawIndexEntry e = guess.entries[i];
@@ -84,6 +86,7 @@ bool spliceSecondHalf(RawIndex& index, const GuessedScan& guess, RawStreamCursor
         // first half's.
         e.timeUs = std::max(e.timeUs + delta, latest);
         e.eventsBefore += eventsShift;
+        e.errorsBefore += errorsShift;
         e.state.timeBase += delta;
         e.state.rawTime += delta;
         e.state.floor += delta;
@@ -165,7 +168,8 @@ bool RawIndex::build(const std::shared_ptr<const RawFile>& file, const std::atom
     for (;;) {
         latest = latestTime(latest, cur, triggers, trBefore);
         trBefore = triggers.size();
-        const RawIndexEntry e{cur.offset(), latest, cur.decoder().stats().events, cur.state()};
+        const RawIndexEntry e{cur.offset(), latest, cur.decoder().stats().events, decodingErrors(cur.decoder().stats()),
+                              cur.state()};
         entries.push_back(e);
         batch.push_back(e);
         if (cancel.load(std::memory_order_relaxed))

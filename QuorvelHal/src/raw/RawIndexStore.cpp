@@ -21,7 +21,7 @@ namespace quorvel {
 namespace {
 
 constexpr char kMagic[8] = {'Q', 'V', 'I', 'D', 'X', '\x02', '\r', '\n'};
-constexpr uint32_t kVersion = 2;
+constexpr uint32_t kVersion = 3;
 constexpr size_t kStatCount = 10;
 
 struct FileHeader {
@@ -145,11 +145,11 @@ std::string implausible(const RawIndex& idx, const RawFile& file, size_t wordSiz
         const RawIndexEntry& e = en[i];
         if (e.offset != end && (e.offset - begin) % RawIndex::kEntryBytes != 0)
             return "an entry off its place";
-        if (e.eventsBefore > s.events || e.state.floor > e.timeUs || e.state.y >= 2048 || e.state.started > 1 ||
+        if (e.eventsBefore > s.events || e.errorsBefore > decodingErrors(s) || e.state.floor > e.timeUs || e.state.y >= 2048 || e.state.started > 1 ||
             e.state.cdEnabled > 1 || e.state.polarity > 1)
             return "an entry with an impossible state";
         if (i > 0 && (e.offset <= en[i - 1].offset || e.timeUs < en[i - 1].timeUs ||
-                      e.eventsBefore < en[i - 1].eventsBefore))
+                      e.eventsBefore < en[i - 1].eventsBefore || e.errorsBefore < en[i - 1].errorsBefore))
             return "entries out of order";
     }
     for (const auto& t : idx.triggers)

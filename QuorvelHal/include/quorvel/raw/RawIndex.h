@@ -38,8 +38,16 @@ struct RawIndexEntry {
     uint64_t offset = 0;  ///< file offset of a word boundary
     uint64_t timeUs = 0;  ///< no event or trigger before `offset` is later than this
     uint64_t eventsBefore = 0;
+    /// Decoding errors before `offset` (events outside the geometry, reserved words, time jumps):
+    /// where in the recording they lie.
+    uint64_t errorsBefore = 0;
     DecoderState state;   ///< decoder state before the word at `offset`
 };
+
+/// The errors an entry counts: events outside the geometry, reserved words and time jumps.
+inline uint64_t decodingErrors(const DecodeStats& s) {
+    return s.invalidEvents + s.reservedWords + s.timeJumps;
+}
 
 struct RawIndexTotals {
     DecodeStats stats;
