@@ -59,6 +59,8 @@ bool RawFileWriter::open(const std::string& path, const Options& options) {
         return fail(std::string("cannot write the ") + rawEncodingName(options.encoding) + " format");
     m_path = path;
     m_writePath = options.atomic ? tempNameFor(path) : path;
+    if (options.atomic)
+        m_tempGuard = TemporaryFileGuard(m_writePath); // listed before it exists
     m_direct = false;
     m_staged = 0;
     if (options.direct) {
@@ -70,8 +72,11 @@ bool RawFileWriter::open(const std::string& path, const Options& options) {
     }
     if (m_fd < 0)
         m_fd = ::open(m_writePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (m_fd < 0)
-        return fail("cannot create '" + m_writePath + "': " + std::strerror(errno));
+    if (m_fd < 0) {
+        const int e = errno;
+        m_tempGuard.release();
+        return fail("cannot create '" + m_writePath + "': " + std::strerror(e));
+    }
     return true;
 }
 
@@ -258,6 +263,7 @@ bool RawFileWriter::close() {
             ok = fail("cannot rename into '" + m_path + "': " + std::strerror(errno));
         if (!ok)
             ::unlink(m_writePath.c_str());
+        m_tempGuard.release();
     }
     return ok;
 }
@@ -267,6 +273,7 @@ void RawFileWriter::abort() {
         ::close(m_fd);
         m_fd = -1;
         ::unlink(m_writePath.c_str());
+        m_tempGuard.release();
     }
 }
 

@@ -9,7 +9,8 @@
 //
 // With Options::atomic the data goes to a temporary name beside the target and is renamed over it
 // only by a successful close(), so a failed or abandoned write never leaves a half-written file
-// under the target name.
+// under the target name; the temporary name is listed with registerTemporaryFile() meanwhile, so a
+// program ended by a signal can remove it too.
 //
 // Errors: every operation returns false once anything failed (cannot create, disk full, ...);
 // lastError() says what. Events outside the geometry are dropped and counted; times going back
@@ -17,6 +18,7 @@
 // Thread rules: one thread at a time.
 
 #include "quorvel/Event2D.h"
+#include "quorvel/TemporaryFiles.h"
 #include "quorvel/raw/EventEncoder.h"
 #include "quorvel/raw/RawHeader.h"
 
@@ -100,6 +102,7 @@ private:
     std::unique_ptr<uint8_t, void (*)(void*)> m_stage{nullptr, std::free};
     size_t m_staged = 0;
     std::string m_path, m_writePath;
+    TemporaryFileGuard m_tempGuard;
     Options m_options;
     std::unique_ptr<EventEncoder> m_encoder;
     bool m_headerWritten = false;
