@@ -21,7 +21,10 @@ void removeAndDie(int sig) {
 
 void noteStop(int sig) {
     int none = 0;
-    g_stop.compare_exchange_strong(none, sig);
+    if (g_stop.compare_exchange_strong(none, sig))
+        return;
+    // Asked twice: the user does not want to wait for the graceful end.
+    removeAndDie(sig);
 }
 
 void install(void (*handler)(int)) {

@@ -7,7 +7,8 @@
 //   an export's `.tmp-PID`) and ends the program by the same signal, so a shell or script still
 //   sees that it was interrupted.
 // - catchStopSignals(): for commands that finish their work gracefully instead (record): the
-//   handler only notes the signal, and the command polls stopSignal().
+//   handler only notes the signal, and the command polls stopSignal(). A second signal ends the
+//   program at once, as above.
 //
 // Thread rules: call the installers from the main thread before starting others.
 
