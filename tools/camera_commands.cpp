@@ -317,6 +317,10 @@ int cmdRecord(const CmdArgs& a) {
     }
     if (stopped())
         std::fprintf(stderr, "quorvel: %s: ending the recording\n", cli::signalName(cli::stopSignal()));
+    // A camera that went away: its stream drains what already arrived and counts what the camera
+    // said it had sent but never came, then ends by itself.
+    for (int i = 0; i < 100 && !cam->isConnected() && cam->isStreaming(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     // The stream stops first, so every event received so far reaches the file.
     cam->stop();
     const bool lost = !cam->isConnected();

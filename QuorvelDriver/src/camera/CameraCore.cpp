@@ -95,7 +95,7 @@ std::string CameraCore::lastError() const {
     }
     // The link may have gone before the streaming thread noticed and said why.
     if (m_options.remote && !m_options.remote->linkUp())
-        return "camera " + m_desc.serial + ": " + m_options.remote->linkError();
+        return m_options.remote->linkError();
     return {};
 }
 
