@@ -24,7 +24,7 @@ bool Recorder::open(const std::string& path, const RecorderOptions& options, Cac
     m_path = path;
     m_options = options;
     m_options.writer.atomic = false; // a failed or killed recording must leave what it wrote
-    m_options.writer.direct = true;  // fast streams: past the page cache, whose copy costs a core
+    m_options.writer.direct = options.direct; // fast streams: past the page cache, whose copy costs a core
     if (!m_writer.open(path, m_options.writer)) {
         error = m_writer.lastError();
         return false;
@@ -181,6 +181,8 @@ void Recorder::cleanUpAfterFailure() {
     RawHeader header;
     std::string err;
     struct stat st {};
+    if (::stat(m_path.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
+        return; // a device or a pipe: nothing to trim, and reading it back would block
     const bool exists = ::stat(m_path.c_str(), &st) == 0;
     const uint64_t size = exists ? static_cast<uint64_t>(st.st_size) : 0;
     if (exists && readRawHeader(m_path, header, err) && size > header.payloadOffset) {

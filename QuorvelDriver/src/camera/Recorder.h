@@ -42,6 +42,9 @@ struct RecorderOptions {
     uint32_t maxWaitMs = 10000;
     /// How often what was given is made durable in the file (0: only at the end).
     uint32_t flushMs = 250;
+    /// Past the page cache (RawFileWriter::Options::direct), which fast streams need; off only
+    /// for outputs that are no files (a pipe).
+    bool direct = true;
 };
 
 class Recorder {
