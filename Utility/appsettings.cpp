@@ -62,14 +62,45 @@ AppSettings* AppSettings::instance() {
     return settings;
 }
 
-AppSettings::AppSettings(const QString& iniPath)
-    : m_settings(new QSettings(iniPath, QSettings::IniFormat)) {
+AppSettings::AppSettings(const QString& iniPath) {
+    setAsideUnreadable(iniPath);
+    m_settings = new QSettings(iniPath, QSettings::IniFormat);
     load();
 }
 
 AppSettings::~AppSettings() {
-    save();
+    if (!m_finalSaveDone)
+        save();
     delete m_settings;
+}
+
+void AppSettings::setAsideUnreadable(const QString& iniPath) {
+    const QFileInfo info(iniPath);
+    if (!info.exists() || (info.isFile() && info.size() == 0))
+        return;
+    // Ours is a few hundred bytes of one section; anything else would be taken apart key by key
+    // and silently replaced by defaults, or grow with every save.
+    constexpr qint64 kLargestSensibleSize = 1 << 20;
+    bool readable = info.isFile() && info.size() <= kLargestSensibleSize;
+    if (readable) {
+        QSettings probe(iniPath, QSettings::IniFormat);
+        readable = probe.status() == QSettings::NoError && probe.childGroups().contains(QStringLiteral("Setting"));
+    }
+    if (readable || !info.isFile())
+        return;
+    const QString bad = iniPath + QStringLiteral(".bad");
+    QFile::remove(bad);
+    if (QFile::rename(iniPath, bad)) {
+        m_badFile = bad;
+        qWarning() << "The settings file could not be read and was kept as" << bad;
+    } else {
+        qWarning() << "The settings file could not be read nor moved aside:" << iniPath;
+    }
+}
+
+bool AppSettings::finalSave() {
+    m_finalSaveDone = true;
+    return save();
 }
 
 void AppSettings::load() {
@@ -176,7 +207,7 @@ void AppSettings::applyColorScheme() {
     }
 }
 
-void AppSettings::save() {
+bool AppSettings::save() {
     applyColorScheme();
     m_settings->setValue(kOutputRawPath, outputRawFilePath);
     m_settings->setValue(kInputRawPath, inputRawFilePath);
@@ -190,5 +221,15 @@ void AppSettings::save() {
     m_settings->setValue(kDvsConfigPath, dvsCameraCurrentConfigPath);
     // kFusionConfigPath is only ever read: changes to it last for one run.
     m_settings->sync();
+    if (m_settings->status() != QSettings::NoError || !QFileInfo(m_settings->fileName()).isFile()) {
+        m_saveError = QStringLiteral("%1: %2").arg(m_settings->fileName(),
+                                                 m_settings->status() == QSettings::AccessError
+                                                     ? QStringLiteral("not writable")
+                                                     : QStringLiteral("cannot be written"));
+        qWarning() << "Could not write the config file" << m_saveError;
+        return false;
+    }
+    m_saveError.clear();
     qDebug() << "Write to config file.";
+    return true;
 }

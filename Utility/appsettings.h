@@ -8,8 +8,10 @@
 // fusion configuration path is read but deliberately never written, so it falls back to the
 // Documents copy at every start.
 //
-// Errors: nothing is shown to the user; problems are debug/warning log lines and fall back to
-// defaults (see the .cpp for the exact texts).
+// Errors: problems are debug/warning log lines and fall back to defaults (see the .cpp for the
+// exact texts). Two are also for the user, whom the window tells: a settings file that cannot be
+// read is kept aside as "config.ini.bad" (loadProblem()), and a write that fails is reported by
+// save() and lastSaveError(), never logged as done.
 // Thread rules: created and written on the GUI thread only; worker objects read fields after
 // start-up without locks.
 
@@ -23,7 +25,15 @@ public:
     static AppSettings* instance();
 
     /// Re-applies the colour scheme, writes the ten persisted keys in their fixed order and syncs.
-    void save();
+    /// False when the file could not be written (lastSaveError() says where and why).
+    bool save();
+    /// The last save at the end of a run: as save(), and the destructor then writes no more.
+    bool finalSave();
+    /// Why the last save failed; empty after a successful one.
+    QString lastSaveError() const { return m_saveError; }
+    /// Set when the file found at start could not be read and was moved to "config.ini.bad":
+    /// the path it was moved to. Empty otherwise.
+    QString loadProblem() const { return m_badFile; }
     /// Sets the three colours from dvsColorType; unknown names leave them unchanged.
     void applyColorScheme();
 
@@ -55,5 +65,12 @@ public:
 
 private:
     void load();
+    /// Moves a settings file that is not one of ours (unparsable, no [Setting] section, or far
+    /// larger than any real one) out of the way, so that a fresh one is written.
+    void setAsideUnreadable(const QString& iniPath);
+
     QSettings* m_settings = nullptr;
+    QString m_badFile;
+    QString m_saveError;
+    bool m_finalSaveDone = false;
 };

@@ -104,10 +104,9 @@ int updateJsonValue(const QString& filePath, const QString& section, const QStri
     doc.setObject(root);
 
     // Written through a temporary file renamed over the original, so a full disk or a crash
-    // mid-write never leaves a truncated camera configuration behind; in a folder that refuses
-    // new files the file itself is rewritten.
+    // mid-write never leaves a truncated camera configuration behind. A folder that refuses the
+    // temporary file refuses the update: rewriting the file in place could leave it half written.
     QSaveFile out(filePath);
-    out.setDirectWriteFallback(true);
     if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         qDebug() << "无法打开 JSON 文件进行写入:" << filePath;
         return 0;

@@ -3,16 +3,22 @@
 #include "aboutusform.h"
 #include "appsettings.h"
 #include "appversion.h"
+#include "cameraslist.h"
 #include "framelesshelper.h"
 #include "qvcutrawfile.h"
 #include "qvexportvideoui.h"
 #include "qvfilepathreminderform.h"
+#include "qvfilerecorder.h"
+#include "qvfusioncameradataprocessor.h"
+#include "qvlivecamera.h"
 #include "qvmessagebox.h"
-#include "qvsidepanel.h"
+#include "sidebarapssettingui.h"
 #include "qvthreehandleslider.h"
 #include "qvutility.h"
+#include "showcamerainfoui.h"
 #include "showimageform.h"
 #include "waitingwin.h"
+#include "workerthread.h"
 
 #include <QAction>
 #include <QDateTime>
@@ -21,6 +27,7 @@
 #include <QDesktopServices>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QEventLoop>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMimeData>
@@ -62,8 +69,10 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
     m_textCameraInfo = tr("Camera Info");
     m_textIpConfig = tr("IP Configuration");
 
-    // 2-3. Processors, image view, time slider and busy indicator.
+    // 2-3. Processors, image view, time slider and busy indicator; the live camera.
     buildPlayback();
+    buildFusionPlayback();
+    buildLiveCamera();
 
     // 4. Play bar: no source yet, so every transport control waits for one.
     setPlayBarToolTips();
@@ -101,6 +110,14 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
 
     m_cameraText = tr("No source");
     updateStatusLine();
+    // A settings file that could not be read was set aside at start: the user learns where it is.
+    if (!m_settings->loadProblem().isEmpty())
+        QTimer::singleShot(0, this, [this] {
+            emit signalShowLeftBottomTips(
+                tr("The settings file could not be read; defaults are used and it was kept as %1.")
+                    .arg(m_settings->loadProblem()),
+                QvMessageWarning, m_settings->loadProblem());
+        });
 
     m_dialogRunner = [](QDialog& dialog) { return dialog.exec(); };
     m_restartLauncher = [] {
@@ -109,7 +126,14 @@ MainWidget::MainWidget(QWidget* parent) : QWidget(parent) {
 }
 
 MainWidget::~MainWidget() {
-    // The processor's threads report to this window: stop them before any widget goes.
+    // The camera feeds the processor and the recorder: it goes first (stream stopped, a running
+    // recording closed), then the processor's threads, which report to this window.
+    delete m_live;
+    m_live = nullptr;
+    delete m_recorder;
+    m_recorder = nullptr;
+    delete m_fusionProcessor;
+    m_fusionProcessor = nullptr;
     delete m_eventProcessor;
     m_eventProcessor = nullptr;
 }
@@ -147,9 +171,6 @@ void MainWidget::buildPlayback() {
     connect(this, &MainWidget::signalExportVideo, p, &QvEventProcessor::slotExportVideo);
     connect(this, &MainWidget::signalCutRawFile, p, &QvEventProcessor::slotCutRawFile);
     connect(ui.pb_play, &QPushButton::clicked, this, &MainWidget::on_pb_play_clicked);
-    connect(ui.pb_prv, &QPushButton::clicked, p, &QvEventProcessor::preFrame);
-    connect(ui.pb_next, &QPushButton::clicked, p, &QvEventProcessor::nextFrame);
-    connect(ui.pb_stop, &QPushButton::clicked, this, &MainWidget::signalPlaybackReset);
     connect(ui.pb_loop, &QPushButton::toggled, p, &QvEventProcessor::slotPlayLoop);
 
     // Frames and reports come from the processor's threads: queued onto the GUI thread.
@@ -164,11 +185,60 @@ void MainWidget::buildPlayback() {
     connect(p, &QvEventProcessor::signalTriggerList, this, &MainWidget::slotTriggerList, queued);
     connect(p, &QvEventProcessor::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
 
-    // The slider sets the position and the play range.
-    connect(m_slider, &QvThreeHandleSlider::centerValueTrackClick, p, &QvEventProcessor::setPlayPos);
-    connect(m_slider, &QvThreeHandleSlider::centerValueMove, p, &QvEventProcessor::setPlayPos);
-    connect(m_slider, &QvThreeHandleSlider::lowerValueChanged, p, &QvEventProcessor::slotSetLowerTimeStamp);
-    connect(m_slider, &QvThreeHandleSlider::upperValueChanged, p, &QvEventProcessor::slotSetUpperTimeStamp);
+}
+
+void MainWidget::buildFusionPlayback() {
+    m_fusionProcessor = new QvFusionCameraDataProcessor;
+    QvFusionCameraDataProcessor* f = m_fusionProcessor;
+    QvEventProcessor* p = m_eventProcessor;
+    const auto queued = Qt::QueuedConnection;
+    connect(this, &MainWidget::signalOpenFusionFile, f, &QvFusionCameraDataProcessor::slotReadFusionFile);
+    connect(this, &MainWidget::signalSetViewerShowType, f, &QvFusionCameraDataProcessor::slotSetViewerType);
+    connect(ui.pb_loop, &QPushButton::toggled, f, &QvFusionCameraDataProcessor::slotSetReplayFlag);
+    connect(f, &QvFusionCameraDataProcessor::signalFusionImage, m_showImageForm, &ShowImageForm::slotShowImage, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalTimeStamp, this, &MainWidget::showTimeStamp, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalLocalTime, this, &MainWidget::showLocalTime, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalStartTimeStamp, this, &MainWidget::slotSetSliderStartTime, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalEndTimeStamp, this, &MainWidget::slotSetSliderEndTime, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalPlayStatus, this, &MainWidget::slotPlayStatus, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalPalyFileFinished, this, [this] { slotPlayStatus(false); }, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalLoadingStatus, this, &MainWidget::slotSetWaitWinStatus, queued);
+    connect(f, &QvFusionCameraDataProcessor::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
+    // A fusion recording whose video or events cannot be read still plays what it can: its events.
+    connect(f, &QvFusionCameraDataProcessor::signalFusionFileFailed, this,
+            [this](const QString& path, const QString& reason) {
+                if (m_mode != ModeFusionPlayback || path != m_currentFile)
+                    return;
+                emit signalShowLeftBottomTips(
+                    tr("The APS frames of this recording cannot be shown (%1); its events play alone.").arg(reason),
+                    QvMessageWarning, QString());
+                m_mode = ModeRawPlayback;
+                m_playWhenLoaded = true;
+                emit signalOpenRawFile(m_currentFile);
+            },
+            queued);
+
+    // The transport and the slider act on the processor of the recording that is open.
+    const auto fusionMode = [this] { return m_mode == ModeFusionPlayback; };
+    connect(ui.pb_prv, &QPushButton::clicked, this, [=, this] { fusionMode() ? f->preFrame() : p->preFrame(); });
+    connect(ui.pb_next, &QPushButton::clicked, this, [=, this] { fusionMode() ? f->nextFrame() : p->nextFrame(); });
+    connect(ui.pb_stop, &QPushButton::clicked, this, [=, this] {
+        if (fusionMode())
+            f->slotPlaybackReset();
+        else
+            emit signalPlaybackReset();
+    });
+    const auto seek = [=, this](uint64_t ts) { fusionMode() ? f->setPlayPos(ts) : p->setPlayPos(ts); };
+    connect(m_slider, &QvThreeHandleSlider::centerValueTrackClick, this, seek);
+    connect(m_slider, &QvThreeHandleSlider::centerValueMove, this, seek);
+    connect(m_slider, &QvThreeHandleSlider::lowerValueChanged, this,
+            [=, this](uint64_t ts) { fusionMode() ? f->slotSetLowerTimeStamp(ts) : p->slotSetLowerTimeStamp(ts); });
+    connect(m_slider, &QvThreeHandleSlider::upperValueChanged, this,
+            [=, this](uint64_t ts) { fusionMode() ? f->slotSetUpperTimeStamp(ts) : p->slotSetUpperTimeStamp(ts); });
+}
+
+bool MainWidget::playbackBusy() const {
+    return m_eventProcessor->isLoading() || m_eventProcessor->isJobRunning() || m_fusionProcessor->isBusy();
 }
 
 void MainWidget::buildShortcuts() {
@@ -224,9 +294,11 @@ void MainWidget::buildMenus() {
     connect(quit, &QAction::triggered, this, [this, quit] { openActionSlot(quit); });
 
     m_menuDevice = makeMenu(ui.pb_menu_device);
-    m_menuDevice->addAction(m_textOpenCamera)->setEnabled(false);
+    m_openCameraAction = m_menuDevice->addAction(m_textOpenCamera);
     m_menuDevice->addSeparator();
-    m_menuDevice->addAction(m_textCameraInfo)->setEnabled(false);
+    m_cameraInfoAction = m_menuDevice->addAction(m_textCameraInfo);
+    connect(m_openCameraAction, &QAction::triggered, this, &MainWidget::slotOpenCamera);
+    connect(m_cameraInfoAction, &QAction::triggered, this, &MainWidget::slotShowCameraInfo);
 
     m_menuSetting = makeMenu(ui.pb_menu_setting);
     m_menuSetting->addAction(m_textGeneralSetting)->setEnabled(false);
@@ -242,15 +314,10 @@ void MainWidget::buildMenus() {
 }
 
 void MainWidget::buildSidePanels() {
-    const QString noCamera = tr("Open a camera to change its settings.");
-    m_cameraPanel = new QvSidePanel(tr("Camera Setting"), noCamera, ui.widget_side_panels);
-    m_cameraPanel->setObjectName(QStringLiteral("SidebarCameraSettingUI"));
-    m_apsPanel = new QvSidePanel(tr("APS Setting"), tr("Open a fusion camera to change its APS settings."),
-                                 ui.widget_side_panels);
-    m_apsPanel->setObjectName(QStringLiteral("SidebarApsSettingUI"));
-    m_dvsPanel = new QvSidePanel(tr("DVS Setting"), noCamera, ui.widget_side_panels);
-    m_dvsPanel->setObjectName(QStringLiteral("SidebarDvsSettingUI"));
-    for (QvSidePanel* p : {m_cameraPanel, m_apsPanel, m_dvsPanel})
+    m_cameraPanel = new SidebarCameraSettingUI(ui.widget_side_panels);
+    m_apsPanel = new SidebarApsSettingUI(ui.widget_side_panels);
+    m_dvsPanel = new SidebarDvsSettingUI(ui.widget_side_panels);
+    for (QWidget* p : std::initializer_list<QWidget*>{m_cameraPanel, m_apsPanel, m_dvsPanel})
         ui.layout_side_panels->addWidget(p);
     // The camera panel is the one shown at start; the bar itself opens folded.
     m_apsPanel->hide();
@@ -260,6 +327,37 @@ void MainWidget::buildSidePanels() {
     ui.pb_fold_dvs_setting->setToolTip(tr("DVS Setting"));
     ui.pb_fold_aps_setting->setToolTip(tr("APS Setting"));
     ui.pb_fold_setting->setToolTip(tr("Show or hide the settings panel"));
+
+    // Display settings go to the processors. A slow rate of 0.03 arrives as 0 frames per second,
+    // which the processor must never be given (it divides by it): that value is dropped.
+    // The accumulation time is also the live camera's batch time: one batch a frame.
+    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_eventProcessor, &QvEventProcessor::setAccTime);
+    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_fusionProcessor,
+            &QvFusionCameraDataProcessor::setAccTime);
+    connect(m_cameraPanel, &SettingUI::signalCumulativeTimeChanged, m_live, &QvLiveCamera::setDvsTimeInterval);
+    connect(m_cameraPanel, &SettingUI::signalFpsChanged, this, [this](uint32_t fps) {
+        if (fps == 0)
+            return;
+        m_eventProcessor->setFps(static_cast<int>(fps));
+        m_fusionProcessor->setFps(static_cast<int>(fps));
+    });
+    connect(m_dvsPanel, &SettingUI::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
+    connect(m_apsPanel, &SettingUI::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips);
+    // Values the APS panel reads back from a fusion camera reach the DVS panel's rows, which
+    // show that camera's DVS tools.
+    using Push = SettingUI;
+    connect(m_apsPanel, qOverload<const std::string&, int>(&Push::signalSetValue), m_dvsPanel,
+            qOverload<const std::string&, int>(&Push::slotParamChangedDelivery));
+    connect(m_apsPanel, qOverload<const std::string&, float>(&Push::signalSetValue), m_dvsPanel,
+            qOverload<const std::string&, float>(&Push::slotParamChangedDelivery));
+    connect(m_apsPanel, qOverload<const std::string&, bool>(&Push::signalSetValue), m_dvsPanel,
+            qOverload<const std::string&, bool>(&Push::slotParamChangedDelivery));
+    connect(m_apsPanel, qOverload<const std::string&, const std::string&>(&Push::signalSetValue), m_dvsPanel,
+            qOverload<const std::string&, const std::string&>(&Push::slotParamChangedDelivery));
+    connect(m_apsPanel, &SidebarApsSettingUI::signalManualCaliOffsetXY, m_fusionProcessor,
+            &QvFusionCameraDataProcessor::slotSetApsOffset);
+    connect(m_apsPanel, &SidebarApsSettingUI::signalApplyCaliOffset, m_fusionProcessor,
+            &QvFusionCameraDataProcessor::slotApplyOffset);
 }
 
 void MainWidget::setPlayBarToolTips() {
@@ -306,8 +404,8 @@ void MainWidget::maximizedChanged(bool max) {
     ui.setTitleBarMaximized(max);
 }
 
-void MainWidget::foldSideBar(QPushButton* button, QvSidePanel* panel, bool checked) {
-    const std::pair<QPushButton*, QvSidePanel*> pairs[] = {
+void MainWidget::foldSideBar(QPushButton* button, QWidget* panel, bool checked) {
+    const std::pair<QPushButton*, QWidget*> pairs[] = {
         {ui.pb_fold_general_setting, m_cameraPanel},
         {ui.pb_fold_dvs_setting, m_dvsPanel},
         {ui.pb_fold_aps_setting, m_apsPanel},
@@ -388,8 +486,14 @@ void MainWidget::askLanguageRestart() {
                      tr("Later"), this);
     if (box.exec() != QDialog::Accepted)
         return;
+    const QString before = m_settings->language;
     m_settings->language = m_settings->language == QLatin1String("zh") ? QStringLiteral("en") : QStringLiteral("zh");
-    m_settings->save();
+    if (!m_settings->save()) {
+        m_settings->language = before;
+        emit signalShowLeftBottomTips(tr("The settings could not be saved (%1).").arg(m_settings->lastSaveError()),
+                                      QvMessageError, QString());
+        return;
+    }
     if (!m_restartLauncher || !m_restartLauncher()) {
         emit signalShowLeftBottomTips(tr("Could not restart QuorvelView; please start it again."), QvMessageError,
                                       QString());
@@ -420,7 +524,7 @@ void MainWidget::openRecording(const QString& path) {
         emit signalShowLeftBottomTips(tr("File not found: %1").arg(path), QvMessageError, QString());
         return;
     }
-    if (m_eventProcessor->isLoading()) {
+    if (m_eventProcessor->isLoading() || m_fusionProcessor->isBusy()) {
         emit signalShowLeftBottomTips(tr("A recording is still loading; please wait."), QvMessageWarning, QString());
         return;
     }
@@ -430,9 +534,11 @@ void MainWidget::openRecording(const QString& path) {
         return;
     }
     m_settings->inputRawFilePath = info.absolutePath();
-    // A recording with an .mp4 of the same base name beside it is a fusion recording. Its frames
-    // are not played yet: its events play like any other recording.
-    m_mode = ModeRawPlayback;
+    // Live streaming stops and the camera is let go (a running recording is closed first).
+    leaveCurrentSource();
+    // A recording with an .mp4 of the same base name beside it is a fusion recording.
+    const QString video = QStringLiteral("%1/%2.mp4").arg(info.absolutePath(), info.completeBaseName());
+    m_mode = QFileInfo::exists(video) ? ModeFusionPlayback : ModeRawPlayback;
     m_currentFile = info.absoluteFilePath();
     setWindowTitle(QStringLiteral("QuorvelView - %1").arg(info.fileName()));
     showCameraSerial(info.fileName());
@@ -447,27 +553,48 @@ void MainWidget::openRecording(const QString& path) {
     setPlaybackControlsEnabled(false);
     ui.pb_play->setChecked(false);
     ui.stack_show_image->setCurrentWidget(m_showImageForm);
+    // A recording has no tools to set: the DVS panel drops its groups and buttons.
+    m_dvsPanel->clearToolUI();
+    m_apsPanel->clearToolUI();
     m_playWhenLoaded = true;
+    if (m_mode == ModeFusionPlayback) {
+        m_viewerType = quorvel::STREAM_FUSION;
+        updateViewerTypeIcon();
+        m_fusionProcessor->slotSetViewerType(quorvel::STREAM_FUSION);
+        emit signalOpenFusionFile(m_currentFile);
+        return;
+    }
     emit signalOpenRawFile(m_currentFile);
     if (!m_eventProcessor->hasFile()) { // refused at once (not a recording): its toast says why
         m_playWhenLoaded = false;
-        m_mode = ModeNone;
-        m_currentFile.clear();
-        setWindowTitle(QStringLiteral("QuorvelView"));
-        setShowTitleInfo(false);
-        m_cameraText = tr("No source");
-        updateStatusLine();
-        ui.stack_show_image->setCurrentWidget(ui.widget_empty_state);
+        resetSourceTexts();
     }
 }
 
 void MainWidget::on_pb_play_clicked() {
-    if (m_mode == ModeRawPlayback)
+    if (m_mode == ModeRawPlayback) {
         emit signalPlaybackCtrl(ui.pb_play->isChecked());
+        return;
+    }
+    if (m_mode == ModeFusionPlayback) {
+        m_fusionProcessor->slotPlaybackCtrl(ui.pb_play->isChecked());
+        ui.pb_play->setChecked(m_fusionProcessor->isPlaying());
+        return;
+    }
+    if ((m_mode != ModeLiveDvs && m_mode != ModeLiveFusion) || !m_live->hasCamera()) {
+        emit signalShowLeftBottomTips(tr("Please connect camera first."), QvMessageWarning, QString());
+        ui.pb_play->setChecked(false);
+        return;
+    }
+    if (ui.pb_play->isChecked())
+        ui.pb_play->setChecked(m_live->startStreaming());
+    else
+        m_live->stopStreaming();
 }
 
 void MainWidget::slotPlayStatus(bool playing) {
-    ui.pb_play->setChecked(playing && m_eventProcessor->isPlaying());
+    const bool running = m_mode == ModeFusionPlayback ? m_fusionProcessor->isPlaying() : m_eventProcessor->isPlaying();
+    ui.pb_play->setChecked(playing && running);
 }
 
 void MainWidget::slotSetWaitWinStatus(bool busy) {
@@ -487,6 +614,20 @@ void MainWidget::slotSetWaitWinStatus(bool busy) {
     if (m_activeBeforeBusy) {
         m_activeBeforeBusy = false;
         activateWindow();
+    }
+    if (m_mode == ModeFusionPlayback) {
+        if (!m_fusionProcessor->hasFile() || m_fusionProcessor->isBusy())
+            return;
+        const QSize size(m_fusionProcessor->imageWidth(), m_fusionProcessor->imageHeight());
+        m_showImageForm->slotSetResolution(size.width(), size.height());
+        emit signalImageReslotionChanged(size.width(), size.height());
+        setPlaybackControlsEnabled(true);
+        if (m_playWhenLoaded) {
+            m_playWhenLoaded = false;
+            ui.pb_play->setChecked(true);
+            m_fusionProcessor->slotPlaybackCtrl(true);
+        }
+        return;
     }
     if (m_mode != ModeRawPlayback || !m_eventProcessor->hasFile() || m_eventProcessor->isLoading())
         return;
@@ -519,9 +660,11 @@ void MainWidget::slotTriggerList(QvTriggerMarks triggers) {
 }
 
 void MainWidget::showTimeStamp(uint64_t timestamp_us) {
-    m_slider->setCenterValue(timestamp_us);
     ui.label_show_timestamp_info->setText(tr("%1 us").arg(timestamp_us));
-    if (m_mode == ModeRawPlayback) {
+    if (m_mode == ModeLiveDvs || m_mode == ModeLiveFusion)
+        return;
+    m_slider->setCenterValue(timestamp_us);
+    if (m_mode == ModeRawPlayback || m_mode == ModeFusionPlayback) {
         const uint64_t start = m_slider->minimum();
         const uint64_t end = m_slider->maximum();
         // Position and length of the recording, to the millisecond: recordings are often short.
@@ -603,4 +746,240 @@ void MainWidget::slotShowLeftBottomTips(const QString& tips, QvMessageType type,
 
 void MainWidget::updateStatusLine() {
     ui.label_show_camera_info->setText(m_cameraText + m_bandwidthText + m_eventRateText + m_timeText);
+}
+
+void MainWidget::resetSourceTexts() {
+    m_mode = ModeNone;
+    m_currentFile.clear();
+    setWindowTitle(QStringLiteral("QuorvelView"));
+    setShowTitleInfo(false);
+    m_cameraText = tr("No source");
+    m_bandwidthText.clear();
+    m_eventRateText.clear();
+    m_timeText.clear();
+    updateStatusLine();
+    ui.label_show_play_text->clear();
+    ui.stack_show_image->setCurrentWidget(ui.widget_empty_state);
+}
+
+// ---- live camera ----------------------------------------------------------------------------
+
+void MainWidget::buildLiveCamera() {
+    m_recorder = new QvFileRecorder;
+    m_live = new QvLiveCamera(m_eventProcessor, m_fusionProcessor, m_recorder);
+    const auto queued = Qt::QueuedConnection;
+    connect(m_live, &QvLiveCamera::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
+    connect(m_recorder, &QvFileRecorder::signalShowLeftBottomTips, this, &MainWidget::slotShowLeftBottomTips, queued);
+    connect(m_live, &QvLiveCamera::signalStatisticTexts, this,
+            [this](const QString& bandwidth, const QString& eventRate) {
+                m_bandwidthText = bandwidth;
+                m_eventRateText = eventRate;
+                updateStatusLine();
+            },
+            queued);
+    connect(m_live, &QvLiveCamera::signalCameraTimestamp, this, &MainWidget::toShowCameraTimestamp, queued);
+    connect(this, &MainWidget::toShowCameraTimestamp, this, &MainWidget::showTimeStamp);
+    connect(m_live, &QvLiveCamera::signalStreamingChanged, this, [this](bool streaming) {
+        ui.pb_play->setChecked(streaming);
+    });
+    connect(m_live, &QvLiveCamera::signalRecordingChanged, this, [this](bool recording) {
+        ui.pb_record->setChecked(recording);
+        if (!recording)
+            ui.label_show_play_text->clear();
+    });
+    connect(m_live, &QvLiveCamera::signalRecordingSeconds, this,
+            [this](quint64 seconds) {
+                if (m_live->isRecording())
+                    ui.label_show_play_text->setText(tr("Recording %1").arg(QvUtility::durationText(seconds)));
+            },
+            queued);
+    connect(m_live, &QvLiveCamera::signalConnectionLost, this, [this] {
+        m_cameraText = QString::fromStdString(m_live->description().serial) + QLatin1Char(' ') +
+                       tr("(connection lost)");
+        m_bandwidthText.clear();
+        m_eventRateText.clear();
+        updateStatusLine();
+    });
+    connect(m_live, &QvLiveCamera::signalLoss, this, &MainWidget::slotLoss);
+    // Trigger-in edges arrive on the camera's thread; the recorder acts on the GUI thread.
+    connect(m_live, &QvLiveCamera::signalRecByTime, this, &MainWidget::signalRecByTime, queued);
+    connect(this, &MainWidget::signalRecByTime, m_recorder, &QvFileRecorder::recordingTime);
+    connect(ui.pb_record, &QPushButton::clicked, this, &MainWidget::on_pb_record_clicked);
+}
+
+void MainWidget::leaveCurrentSource() {
+    if (m_live->hasCamera()) {
+        m_live->closeCamera();
+        showCameraPlayingUI(false);
+    }
+    if (m_eventProcessor->hasFile()) {
+        if (m_eventProcessor->isPlaying())
+            emit signalPlaybackCtrl(false);
+        emit signalOpenRawFile(QString());
+    }
+    m_fusionProcessor->closeFile();
+    ui.label_lost_events->hide();
+}
+
+void MainWidget::slotOpenCamera() {
+    if (ui.pb_play->isChecked())
+        ui.pb_play->click();
+    std::vector<quorvel::CameraDescription> cameras;
+    runBusy([this, &cameras] { cameras = m_live->searchCameras(); });
+    CamerasList dialog(cameras, this);
+    if (m_dialogRunner(dialog) != QDialog::Accepted)
+        return;
+    int index = -1;
+    if (!dialog.selectedIndex(index) || index < 0 || static_cast<size_t>(index) >= cameras.size())
+        return;
+    openCameraDescription(cameras[static_cast<size_t>(index)]);
+}
+
+void MainWidget::runBusy(const std::function<void()>& task) {
+    // Finding and opening cameras talk to them (a network camera may take a while): on a worker
+    // thread, with the busy indicator up and the window taking no input meanwhile.
+    WorkerThread worker(task);
+    QEventLoop loop;
+    connect(&worker, &WorkerThread::taskCompleted, &loop, &QEventLoop::quit, Qt::QueuedConnection);
+    m_activeBeforeBusy = isActiveWindow();
+    m_waitingWin->show();
+    worker.start(QThread::InheritPriority);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    worker.wait();
+    m_waitingWin->close();
+    if (m_activeBeforeBusy) {
+        m_activeBeforeBusy = false;
+        activateWindow();
+    }
+}
+
+bool MainWidget::openCameraBySerial(const QString& serial) {
+    std::vector<quorvel::CameraDescription> cameras;
+    runBusy([this, &cameras] { cameras = m_live->searchCameras(); });
+    for (const quorvel::CameraDescription& camera : cameras)
+        if (QString::fromStdString(camera.serial) == serial)
+            return openCameraDescription(camera);
+    emit signalShowLeftBottomTips(tr("No camera with the serial %1 was found.").arg(serial), QvMessageError, QString());
+    return false;
+}
+
+bool MainWidget::openCameraDescription(const quorvel::CameraDescription& description) {
+    if (playbackBusy()) {
+        emit signalShowLeftBottomTips(tr("Please wait until the recording has finished loading or writing."),
+                                      QvMessageWarning, QString());
+        return false;
+    }
+    const QString serial = QString::fromStdString(description.serial);
+    showCameraSerial(serial);
+    setShowTitleInfo(true);
+    qDebug() << "Select camera: " << serial << " product: " << QString::fromStdString(description.product);
+    const QString refusal = QvLiveCamera::networkCheckError(description);
+    if (!refusal.isEmpty()) {
+        emit signalShowLeftBottomTips(refusal, QvMessageError, QString());
+        return false;
+    }
+    leaveCurrentSource();
+    resetSourceTexts();
+
+    bool opened = false;
+    runBusy([this, &opened, description] { opened = m_live->openCamera(description); });
+    if (!opened)
+        return false;
+    return showOpenedCamera();
+}
+
+bool MainWidget::openCamera(std::shared_ptr<quorvel::DvsCamera> camera) {
+    leaveCurrentSource();
+    resetSourceTexts();
+    if (!m_live->useCamera(std::move(camera)))
+        return false;
+    return showOpenedCamera();
+}
+
+bool MainWidget::showOpenedCamera() {
+    m_mode = m_live->mode() == QvLiveCamera::ModeFusion ? ModeLiveFusion : ModeLiveDvs;
+    m_viewerType = m_mode == ModeLiveFusion ? quorvel::STREAM_FUSION : quorvel::STREAM_DVS;
+    updateViewerTypeIcon();
+    const auto camera = m_live->camera();
+    const int width = camera->getWidth();
+    const int height = camera->getHeight();
+    m_showImageForm->slotSetResolution(width, height);
+    emit signalImageReslotionChanged(width, height);
+    ui.stack_show_image->setCurrentWidget(m_showImageForm);
+    const QString serial = QString::fromStdString(m_live->description().serial);
+    setWindowTitle(QStringLiteral("QuorvelView - %1").arg(serial));
+    showCameraSerial(serial);
+    setShowTitleInfo(true);
+    m_cameraText = serial;
+    updateStatusLine();
+    m_slider->clearMarks();
+    initDvsCameraSettings();
+    showCameraPlayingUI(true);
+    ui.pb_play->setChecked(true);
+    on_pb_play_clicked();
+    return ui.pb_play->isChecked();
+}
+
+void MainWidget::initDvsCameraSettings() {
+    m_dvsPanel->initCameraSettings(m_live->camera());
+    if (const auto fusion = m_live->fusionCamera()) {
+        m_apsPanel->setFusionCamera(fusion);
+        m_apsPanel->setApsToolUI(fusion->getTool(quorvel::TOOL_APS));
+        m_apsPanel->setManualCalibrationUI();
+    } else {
+        m_apsPanel->clearToolUI();
+    }
+    // After the panel has loaded the user's configuration file into the camera, which would
+    // otherwise switch the trigger input off again.
+    if (m_settings->dvsTriggerInRecEnable)
+        m_live->applyTriggerInSettings();
+    m_live->registerTriggerIn();
+}
+
+void MainWidget::showCameraPlayingUI(bool en) {
+    // Live: the stream switch and the record button; the file transport waits for a recording.
+    setPlaybackControlsEnabled(false);
+    ui.pb_play->setEnabled(en);
+    ui.pb_record->setEnabled(en);
+    if (!en) {
+        ui.pb_play->setChecked(false);
+        ui.pb_record->setChecked(false);
+    }
+}
+
+void MainWidget::on_pb_record_clicked() {
+    if ((m_mode != ModeLiveDvs && m_mode != ModeLiveFusion) || !m_live->hasCamera()) {
+        emit signalShowLeftBottomTips(tr("Please connect camera first."), QvMessageWarning, QString());
+        ui.pb_record->setChecked(false);
+        return;
+    }
+    if (m_live->isRecording())
+        m_live->stopRecording();
+    else
+        m_live->startRecording();
+    ui.pb_record->setChecked(m_live->isRecording());
+}
+
+void MainWidget::slotShowCameraInfo() {
+    if (!m_live->hasCamera())
+        return;
+    ShowCameraInfoUI dialog(this);
+    dialog.setCameraInfo(m_live->description(), m_live->firmwareVersion());
+    m_dialogRunner(dialog);
+}
+
+void MainWidget::slotLoss(quint64 lostEvents, quint64 lostPackets, quint64 droppedEvents, const QDateTime& since) {
+    const quint64 total = lostEvents + droppedEvents;
+    if (total == 0 && lostPackets == 0) {
+        ui.label_lost_events->hide();
+        return;
+    }
+    ui.label_lost_events->setText(tr("Lost: %1 events").arg(total));
+    ui.label_lost_events->setToolTip(
+        tr("Lost on the way from the camera: %1 packets, %2 events\nDropped by the live view: %3 events\nSince %4")
+            .arg(lostPackets)
+            .arg(lostEvents)
+            .arg(droppedEvents)
+            .arg(since.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"))));
+    ui.label_lost_events->show();
 }

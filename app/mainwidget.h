@@ -7,7 +7,11 @@
 #include "mainwidgetform.h"
 #include "qveventprocessor.h"
 #include "qvmessagetype.h"
+#include "sidebarcamerasettingui.h"
+#include "sidebardvssettingui.h"
 
+#include "quorvel/CameraDescription.h"
+#include "quorvel/DvsCamera.h"
 #include "quorvel/StreamType.h"
 
 #include <QString>
@@ -17,11 +21,15 @@
 #include <functional>
 
 class AppSettings;
+class QDateTime;
 class FramelessHelper;
+class QvFileRecorder;
+class QvFusionCameraDataProcessor;
+class QvLiveCamera;
 class QAction;
 class QMenu;
 class QPushButton;
-class QvSidePanel;
+class SidebarApsSettingUI;
 class QDialog;
 class QvThreeHandleSlider;
 class ShowImageForm;
@@ -41,11 +49,12 @@ public:
     quorvel::STREAM_TYPE viewerType() const { return static_cast<quorvel::STREAM_TYPE>(m_viewerType); }
     const MainWidgetForm& form() const { return ui; }
     FramelessHelper* windowAgent() const { return m_agent; }
-    QvSidePanel* cameraPanel() const { return m_cameraPanel; }
-    QvSidePanel* dvsPanel() const { return m_dvsPanel; }
-    QvSidePanel* apsPanel() const { return m_apsPanel; }
+    SidebarCameraSettingUI* cameraPanel() const { return m_cameraPanel; }
+    SidebarDvsSettingUI* dvsPanel() const { return m_dvsPanel; }
+    SidebarApsSettingUI* apsPanel() const { return m_apsPanel; }
     QMenu* menuOf(QPushButton* menuButton) const;
     QvEventProcessor* eventProcessor() const { return m_eventProcessor; }
+    QvFusionCameraDataProcessor* fusionProcessor() const { return m_fusionProcessor; }
     QvThreeHandleSlider* timeSlider() const { return m_slider; }
     ShowImageForm* imageForm() const { return m_showImageForm; }
     WaitingWin* waitingWindow() const { return m_waitingWin; }
@@ -55,6 +64,17 @@ public:
     /// Opens a recording without asking (command line, drag and drop): the same path as a file
     /// chosen with "Open Recording". Playback starts once it has loaded.
     void openRecording(const QString& path);
+    /// Opens the camera with this serial without asking (command line) and streams it; an error
+    /// toast when no such camera is found. True when it streams.
+    bool openCameraBySerial(const QString& serial);
+    /// Opens the described camera as a choice in the camera list does (checks, busy indicator,
+    /// panels) and starts its stream. True when it streams.
+    bool openCameraDescription(const quorvel::CameraDescription& description);
+    /// Streams a camera opened elsewhere (benchmarks, cameras made to order) as if chosen from
+    /// the camera list.
+    bool openCamera(std::shared_ptr<quorvel::DvsCamera> camera);
+    QvLiveCamera* liveCamera() const { return m_live; }
+    QvFileRecorder* fileRecorder() const { return m_recorder; }
 
     /// Runs a modal dialog; replaced by tests, which answer dialogs without an event loop of their own.
     void setDialogRunner(std::function<int(QDialog&)> runner) { m_dialogRunner = std::move(runner); }
@@ -62,22 +82,30 @@ public:
     void setRestartLauncher(std::function<bool()> launcher) { m_restartLauncher = std::move(launcher); }
 
 signals:
+    void toShowCameraTimestamp(uint64_t timestamp);
     void signalSetViewerShowType(quorvel::STREAM_TYPE type);
     void signalShowLeftBottomTips(QString tips, QvMessageType type, QString file_path);
     void signalPlaybackReset();
     void signalPlaybackCtrl(bool play);
     void signalOpenRawFile(QString path);
+    void signalOpenFusionFile(QString path);
     void signalExportVideo(QString out_path, QString out_dir, uint64_t start_ts, uint64_t end_ts);
     void signalCutRawFile(QString out_path, QString out_dir, uint64_t start_ts, uint64_t end_ts);
+    void signalRecByTime(uint32_t seconds, QString path);
     void signalImageReslotionChanged(int width, int height);
 
 public slots:
+    void initDvsCameraSettings();
+    void showCameraPlayingUI(bool en);
+    void on_pb_record_clicked();
     void on_pb_win_min_clicked();
     void on_pb_win_close_clicked();
     void openActionSlot(QAction* action);
     void slotOpenRecording();
     void slotSaveAs();
     void slotCutRecording();
+    void slotOpenCamera();
+    void slotShowCameraInfo();
     void setShowTitleInfo(bool show);
     void showCameraSerial(const QString& str);
     void showTimeStamp(uint64_t timestamp_us);
@@ -108,11 +136,24 @@ private:
     void buildSidePanels();
     void setPlayBarToolTips();
     void updateViewerTypeIcon();
-    void foldSideBar(QPushButton* button, QvSidePanel* panel, bool checked);
+    void foldSideBar(QPushButton* button, QWidget* panel, bool checked);
     void askLanguageRestart();
     void showAbout();
     void updateStatusLine();
     void buildPlayback();
+    void buildFusionPlayback();
+    /// The recording's processor is loading or writing.
+    bool playbackBusy() const;
+    void buildLiveCamera();
+    /// Leaves the recording or camera in use before another source opens.
+    void leaveCurrentSource();
+    /// Runs `task` on a worker thread behind the busy indicator; the window takes no input until
+    /// it has finished.
+    void runBusy(const std::function<void()>& task);
+    /// Shows the camera the live control has just opened and starts its stream.
+    bool showOpenedCamera();
+    void resetSourceTexts();
+    void slotLoss(quint64 lostEvents, quint64 lostPackets, quint64 droppedEvents, const QDateTime& since);
     void buildShortcuts();
     void setPlaybackControlsEnabled(bool enabled);
     /// Fills a range dialog from the slider and settings; false (with the toast) without a recording.
@@ -124,9 +165,9 @@ private:
     int m_mode = ModeNone;
     int m_viewerType = quorvel::STREAM_DVS;
 
-    QvSidePanel* m_cameraPanel = nullptr;
-    QvSidePanel* m_apsPanel = nullptr;
-    QvSidePanel* m_dvsPanel = nullptr;
+    SidebarCameraSettingUI* m_cameraPanel = nullptr;
+    SidebarApsSettingUI* m_apsPanel = nullptr;
+    SidebarDvsSettingUI* m_dvsPanel = nullptr;
     QPushButton* m_lastSideButton = nullptr;
 
     QMenu* m_menuFile = nullptr;
@@ -159,6 +200,11 @@ private:
     std::function<int(QDialog&)> m_dialogRunner;
 
     QvEventProcessor* m_eventProcessor = nullptr;
+    QvFusionCameraDataProcessor* m_fusionProcessor = nullptr;
+    QvFileRecorder* m_recorder = nullptr;
+    QvLiveCamera* m_live = nullptr;
+    QAction* m_openCameraAction = nullptr;
+    QAction* m_cameraInfoAction = nullptr;
     ShowImageForm* m_showImageForm = nullptr;
     QvThreeHandleSlider* m_slider = nullptr;
     WaitingWin* m_waitingWin = nullptr;

@@ -292,7 +292,13 @@ void MainWidgetForm::setupUi(QWidget* mainWidget) {
     label_show_play_text = new QLabel(widget_status_bar);
     label_show_play_text->setObjectName(QStringLiteral("label_show_play_text"));
     label_show_play_text->setStyleSheet(QStringLiteral("color:#A7A7A7;font:12px \"Noto Sans SC Medium\";"));
+    // Shown only while a live stream has lost data: red, with the details in its tool tip.
+    label_lost_events = new QLabel(widget_status_bar);
+    label_lost_events->setObjectName(QStringLiteral("label_lost_events"));
+    label_lost_events->setStyleSheet(QStringLiteral("color:#FF6058;font:12px \"Noto Sans SC Medium\";"));
+    label_lost_events->hide();
     status->addWidget(label_show_camera_info, 1);
+    status->addWidget(label_lost_events);
     status->addWidget(label_show_play_text);
     layout_main->addWidget(widget_status_bar);
 }

@@ -11,7 +11,6 @@ class QPushButton;
 class QStackedWidget;
 class QVBoxLayout;
 class QWidget;
-class QvSidePanel;
 
 class MainWidgetForm {
 public:
@@ -66,6 +65,7 @@ public:
     QWidget* widget_status_bar = nullptr;
     QLabel* label_show_camera_info = nullptr;
     QLabel* label_show_play_text = nullptr;
+    QLabel* label_lost_events = nullptr;
 
     static constexpr int kSideBarNarrowWidth = 56;
     static constexpr int kSideBarWideWidth = 500;

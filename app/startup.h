@@ -13,3 +13,13 @@ QString loadApplicationFont();
 /// Installs the translator for `language` ("zh" loads Chinese, anything else English). Logs
 /// "Load language failed." or "install translator failed." and returns false on failure.
 bool loadLanguage(const QString& language);
+
+/// Makes SIGTERM, SIGINT and SIGHUP (logout, `timeout`, a service manager, Ctrl+C) end the program
+/// the way "Quit" does: every window closes, the event loop returns, and what the window owns is
+/// shut down in order (a running recording closed, threads joined, settings written). The signal
+/// handler only writes to a pipe; a socket notifier acts on it in the event loop. Call once, after
+/// the application object exists. False (with a log line) when the pipe cannot be made.
+bool quitOnTerminationSignals();
+
+/// True once one of those signals has arrived.
+bool terminationRequested();

@@ -16,6 +16,8 @@ public:
     explicit QvGraphicsView(QWidget* parent = nullptr);
 
     double zoom() const { return m_zoom; }
+    /// Forgets the zoom: the picture was just fitted anew.
+    void resetZoom() { m_zoom = 1.0; }
 
 protected:
     void wheelEvent(QWheelEvent* event) override;

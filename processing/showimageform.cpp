@@ -55,6 +55,11 @@ void ShowImageForm::slotSetResolution(int width, int height) {
     m_pixmap = QPixmap(width, height);
     m_pixmap.fill(kNoFrameGrey);
     m_item->setPixmap(m_pixmap);
+    // A new source is shown whole: fitted anew (frames of a new size shown later keep the fit).
+    if (isVisible()) {
+        fitPixmap();
+        graphicsView->resetZoom();
+    }
 }
 
 void ShowImageForm::fitPixmap() {

@@ -63,6 +63,10 @@ int main(int argc, char** argv) {
         unsigned long long n = 0;
         if (a == "--help" || a == "-h")
             return usage("serves virtual cameras on the network") == 2 ? 0 : 0;
+        if (a == "--version") {
+            std::printf("quorvel-camd %s\n", QV_VERSION);
+            return 0;
+        }
         if (a == "--allow-network") {
             opt.allowNetwork = true;
             continue;

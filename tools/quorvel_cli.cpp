@@ -419,6 +419,10 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string cmd = argv[1];
+    if (cmd == "--version") {
+        std::printf("quorvel %s\n", QV_VERSION);
+        return 0;
+    }
     // Interrupted, a command leaves no half-written output under a temporary name behind.
     quorvel::cli::removeTemporaryFilesOnSignals();
     if (cmd == "--help" || cmd == "-h" || cmd == "help") {

@@ -5,6 +5,16 @@
 
 namespace quorvel {
 
+namespace {
+// Every buffer ends in this many spare bytes: vectorised converters (FFmpeg's scaler among them)
+// store whole vectors and may write a few bytes past the last pixel of the last row.
+constexpr uint64_t kTailPadding = 64;
+
+std::unique_ptr<unsigned char[]> allocatePixels(uint64_t size) {
+    return std::make_unique<unsigned char[]>(size + kTailPadding); // value-initialised: zeroed
+}
+} // namespace
+
 ApsFrame::ApsFrame(int width, int height, uint64_t timestampUs, uint64_t sequence)
     : m_timestampUs(timestampUs), m_sequence(sequence) {
     reshape(width, height);
@@ -15,7 +25,7 @@ ApsFrame::ApsFrame(const ApsFrame& other)
       m_sequence(other.m_sequence) {
     const uint64_t size = other.getDataSize();
     if (size > 0) {
-        m_data = std::make_unique<unsigned char[]>(size);
+        m_data = allocatePixels(size);
         m_capacity = size;
         std::memcpy(m_data.get(), other.m_data.get(), size);
     }
@@ -26,7 +36,7 @@ ApsFrame& ApsFrame::operator=(const ApsFrame& other) {
         return *this;
     const uint64_t size = other.getDataSize();
     if (size > m_capacity) {
-        m_data = std::make_unique<unsigned char[]>(size);
+        m_data = allocatePixels(size);
         m_capacity = size;
     }
     m_width = other.m_width;
@@ -64,7 +74,7 @@ void ApsFrame::reshape(int width, int height) {
     m_height = std::max(height, 0);
     const uint64_t size = getDataSize();
     if (size > m_capacity) {
-        m_data = std::make_unique<unsigned char[]>(size); // value-initialised: zeroed
+        m_data = allocatePixels(size);
         m_capacity = size;
     }
 }

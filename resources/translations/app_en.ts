@@ -21,6 +21,33 @@
     </message>
 </context>
 <context>
+    <name>CamerasList</name>
+    <message>
+        <source>CamerasList</source>
+        <translation>CamerasList</translation>
+    </message>
+    <message>
+        <source>Open a camera</source>
+        <translation>Open a camera</translation>
+    </message>
+    <message>
+        <source>Camera List</source>
+        <translation>Camera List</translation>
+    </message>
+    <message>
+        <source>Search Cameras...</source>
+        <translation>Search Cameras...</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>Open</source>
+        <translation>Open</translation>
+    </message>
+</context>
+<context>
     <name>FramelessWindow</name>
     <message>
         <source>Restore</source>
@@ -89,20 +116,12 @@
         <translation>No source</translation>
     </message>
     <message>
-        <source>Open a camera to change its settings.</source>
-        <translation>Open a camera to change its settings.</translation>
-    </message>
-    <message>
         <source>Camera Setting</source>
         <translation>Camera Setting</translation>
     </message>
     <message>
         <source>APS Setting</source>
         <translation>APS Setting</translation>
-    </message>
-    <message>
-        <source>Open a fusion camera to change its APS settings.</source>
-        <translation>Open a fusion camera to change its APS settings.</translation>
     </message>
     <message>
         <source>DVS Setting</source>
@@ -256,6 +275,57 @@
         <source>EN/中文</source>
         <translation>EN/中文</translation>
     </message>
+    <message>
+        <source>The APS frames of this recording cannot be shown (%1); its events play alone.</source>
+        <translation>The APS frames of this recording cannot be shown (%1); its events play alone.</translation>
+    </message>
+    <message>
+        <source>Please connect camera first.</source>
+        <translation>Please connect camera first.</translation>
+    </message>
+    <message>
+        <source>Recording %1</source>
+        <translation>Recording %1</translation>
+    </message>
+    <message>
+        <source>(connection lost)</source>
+        <translation>(connection lost)</translation>
+    </message>
+    <message>
+        <source>No camera with the serial %1 was found.</source>
+        <translation>No camera with the serial %1 was found.</translation>
+    </message>
+    <message>
+        <source>Please wait until the recording has finished loading or writing.</source>
+        <translation>Please wait until the recording has finished loading or writing.</translation>
+    </message>
+    <message>
+        <source>Lost: %1 events</source>
+        <translation>Lost: %1 events</translation>
+    </message>
+    <message>
+        <source>Lost on the way from the camera: %1 packets, %2 events
+Dropped by the live view: %3 events
+Since %4</source>
+        <translation>Lost on the way from the camera: %1 packets, %2 events
+Dropped by the live view: %3 events
+Since %4</translation>
+    </message>
+    <message>
+        <source>The settings file could not be read; defaults are used and it was kept as %1.</source>
+        <translation>The settings file could not be read; defaults are used and it was kept as %1.</translation>
+    </message>
+    <message>
+        <source>The settings could not be saved (%1).</source>
+        <translation>The settings could not be saved (%1).</translation>
+    </message>
+</context>
+<context>
+    <name>QObject</name>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
@@ -333,6 +403,83 @@
     </message>
 </context>
 <context>
+    <name>QvFileRecorder</name>
+    <message>
+        <source>Recording file ... </source>
+        <translation>Recording file ... </translation>
+    </message>
+    <message>
+        <source>Currently being recorded.</source>
+        <translation>Currently being recorded.</translation>
+    </message>
+    <message>
+        <source>Recording failed: %1</source>
+        <translation>Recording failed: %1</translation>
+    </message>
+    <message>
+        <source>Recording stopped: %1</source>
+        <translation>Recording stopped: %1</translation>
+    </message>
+    <message>
+        <source>Recording end</source>
+        <translation>Recording end</translation>
+    </message>
+</context>
+<context>
+    <name>QvFusionCameraDataProcessor</name>
+    <message>
+        <source>The calibration file %1 cannot be read (%2); the calibration in force is used.</source>
+        <translation>The calibration file %1 cannot be read (%2); the calibration in force is used.</translation>
+    </message>
+    <message>
+        <source>Manual calibration parameters were written successfully!</source>
+        <translation>Manual calibration parameters were written successfully!</translation>
+    </message>
+    <message>
+        <source>Manual calibration parameters were written failed!</source>
+        <translation>Manual calibration parameters were written failed!</translation>
+    </message>
+</context>
+<context>
+    <name>QvLiveCamera</name>
+    <message>
+        <source>There is a conflict between the camera ip and the local ip!</source>
+        <translation>There is a conflict between the camera ip and the local ip!</translation>
+    </message>
+    <message>
+        <source>The camera ip is not in the same network segment as the local ip!</source>
+        <translation>The camera ip is not in the same network segment as the local ip!</translation>
+    </message>
+    <message>
+        <source>Open camera: </source>
+        <translation>Open camera: </translation>
+    </message>
+    <message>
+        <source>failed.</source>
+        <translation>failed.</translation>
+    </message>
+    <message>
+        <source>The Tarnix camera firmware needs to be upgraded!</source>
+        <translation>The Tarnix camera firmware needs to be upgraded!</translation>
+    </message>
+    <message>
+        <source>Recording stopped: %1</source>
+        <translation>Recording stopped: %1</translation>
+    </message>
+    <message>
+        <source>Currently being recorded.</source>
+        <translation>Currently being recorded.</translation>
+    </message>
+    <message>
+        <source>Recording failed: %1</source>
+        <translation>Recording failed: %1</translation>
+    </message>
+    <message>
+        <source>Save file success!</source>
+        <translation>Save file success!</translation>
+    </message>
+</context>
+<context>
     <name>QvRangeFileDialog</name>
     <message>
         <source>Earlier by 1 ms</source>
@@ -365,6 +512,171 @@
     <message>
         <source>Cancel</source>
         <translation>Cancel</translation>
+    </message>
+</context>
+<context>
+    <name>SettingCameraPanel</name>
+    <message>
+        <source>Default</source>
+        <translation>Default</translation>
+    </message>
+    <message>
+        <source>Refresh</source>
+        <translation>Refresh</translation>
+    </message>
+    <message>
+        <source>Load</source>
+        <translation>Load</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>Export</translation>
+    </message>
+    <message>
+        <source>Select a JSON file</source>
+        <translation>Select a JSON file</translation>
+    </message>
+    <message>
+        <source>Json file (*.json)</source>
+        <translation>Json file (*.json)</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded successfully.</source>
+        <translation>Camera parameters loaded successfully.</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded failed.</source>
+        <translation>Camera parameters loaded failed.</translation>
+    </message>
+    <message>
+        <source>Failed to load camera parameters.</source>
+        <translation>Failed to load camera parameters.</translation>
+    </message>
+    <message>
+        <source>Camera parameters exported successfully.</source>
+        <translation>Camera parameters exported successfully.</translation>
+    </message>
+    <message>
+        <source>Failed to export camera parameters.</source>
+        <translation>Failed to export camera parameters.</translation>
+    </message>
+</context>
+<context>
+    <name>SettingDisplayItem</name>
+    <message>
+        <source>Accumulation time</source>
+        <translation>Accumulation time</translation>
+    </message>
+    <message>
+        <source>Slow Rate</source>
+        <translation>Slow Rate</translation>
+    </message>
+</context>
+<context>
+    <name>SettingUI</name>
+    <message>
+        <source>Display</source>
+        <translation>Display</translation>
+    </message>
+</context>
+<context>
+    <name>ShowCameraInfoUI</name>
+    <message>
+        <source>Camera Info</source>
+        <translation>Camera Info</translation>
+    </message>
+    <message>
+        <source>Serial :</source>
+        <translation>Serial :</translation>
+    </message>
+    <message>
+        <source>Manufacturer:</source>
+        <translation>Manufacturer:</translation>
+    </message>
+    <message>
+        <source>Quorvel</source>
+        <translation>Quorvel</translation>
+    </message>
+    <message>
+        <source>Firmware version :</source>
+        <translation>Firmware version :</translation>
+    </message>
+    <message>
+        <source>Product: </source>
+        <translation>Product: </translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarApsSettingUI</name>
+    <message>
+        <source>APS Setting</source>
+        <translation>APS Setting</translation>
+    </message>
+    <message>
+        <source>APS</source>
+        <translation>APS</translation>
+    </message>
+    <message>
+        <source>APS Manual Calibration</source>
+        <translation>APS Manual Calibration</translation>
+    </message>
+    <message>
+        <source>Set aps offset x.</source>
+        <translation>Set aps offset x.</translation>
+    </message>
+    <message>
+        <source>Set aps offset y.</source>
+        <translation>Set aps offset y.</translation>
+    </message>
+    <message>
+        <source>Apply</source>
+        <translation>Apply</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarCameraSettingUI</name>
+    <message>
+        <source>Camera Setting</source>
+        <translation>Camera Setting</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarDvsSettingUI</name>
+    <message>
+        <source>DVS Setting</source>
+        <translation>DVS Setting</translation>
+    </message>
+    <message>
+        <source>Open a camera to change its settings.</source>
+        <translation>Open a camera to change its settings.</translation>
+    </message>
+    <message>
+        <source>Biases</source>
+        <translation>Biases</translation>
+    </message>
+    <message>
+        <source>Trigger In</source>
+        <translation>Trigger In</translation>
+    </message>
+    <message>
+        <source>Anti Flicker</source>
+        <translation>Anti Flicker</translation>
+    </message>
+    <message>
+        <source>Event Rate Control</source>
+        <translation>Event Rate Control</translation>
+    </message>
+    <message>
+        <source>Event Trail Filter</source>
+        <translation>Event Trail Filter</translation>
+    </message>
+    <message>
+        <source>ROI</source>
+        <translation>ROI</translation>
     </message>
 </context>
 </TS>

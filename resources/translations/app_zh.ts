@@ -21,6 +21,33 @@
     </message>
 </context>
 <context>
+    <name>CamerasList</name>
+    <message>
+        <source>CamerasList</source>
+        <translation>相机列表</translation>
+    </message>
+    <message>
+        <source>Open a camera</source>
+        <translation>打开相机</translation>
+    </message>
+    <message>
+        <source>Camera List</source>
+        <translation>相机列表</translation>
+    </message>
+    <message>
+        <source>Search Cameras...</source>
+        <translation>搜索相机...</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
+    <message>
+        <source>Open</source>
+        <translation>打开</translation>
+    </message>
+</context>
+<context>
     <name>FramelessWindow</name>
     <message>
         <source>Restore</source>
@@ -89,20 +116,12 @@
         <translation>无数据源</translation>
     </message>
     <message>
-        <source>Open a camera to change its settings.</source>
-        <translation>打开相机后可修改其设置。</translation>
-    </message>
-    <message>
         <source>Camera Setting</source>
         <translation>相机设置</translation>
     </message>
     <message>
         <source>APS Setting</source>
         <translation>APS 设置</translation>
-    </message>
-    <message>
-        <source>Open a fusion camera to change its APS settings.</source>
-        <translation>打开融合相机后可修改其 APS 设置。</translation>
     </message>
     <message>
         <source>DVS Setting</source>
@@ -256,6 +275,57 @@
         <source>EN/中文</source>
         <translation>EN/中文</translation>
     </message>
+    <message>
+        <source>The APS frames of this recording cannot be shown (%1); its events play alone.</source>
+        <translation>无法显示此录制文件的 APS 帧（%1），仅播放其事件。</translation>
+    </message>
+    <message>
+        <source>Please connect camera first.</source>
+        <translation>请先连接相机。</translation>
+    </message>
+    <message>
+        <source>Recording %1</source>
+        <translation>录制中 %1</translation>
+    </message>
+    <message>
+        <source>(connection lost)</source>
+        <translation>（连接已断开）</translation>
+    </message>
+    <message>
+        <source>No camera with the serial %1 was found.</source>
+        <translation>未找到序列号为 %1 的相机。</translation>
+    </message>
+    <message>
+        <source>Please wait until the recording has finished loading or writing.</source>
+        <translation>请等待录制文件加载或写入完成。</translation>
+    </message>
+    <message>
+        <source>Lost: %1 events</source>
+        <translation>丢失：%1 个事件</translation>
+    </message>
+    <message>
+        <source>Lost on the way from the camera: %1 packets, %2 events
+Dropped by the live view: %3 events
+Since %4</source>
+        <translation>相机传输途中丢失：%1 个数据包，%2 个事件
+实时视图丢弃：%3 个事件
+开始于 %4</translation>
+    </message>
+    <message>
+        <source>The settings file could not be read; defaults are used and it was kept as %1.</source>
+        <translation>无法读取设置文件，已使用默认设置，原文件保存为 %1。</translation>
+    </message>
+    <message>
+        <source>The settings could not be saved (%1).</source>
+        <translation>无法保存设置（%1）。</translation>
+    </message>
+</context>
+<context>
+    <name>QObject</name>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
 </context>
 <context>
     <name>QVMessageBox</name>
@@ -333,6 +403,83 @@
     </message>
 </context>
 <context>
+    <name>QvFileRecorder</name>
+    <message>
+        <source>Recording file ... </source>
+        <translation>正在录制文件 ... </translation>
+    </message>
+    <message>
+        <source>Currently being recorded.</source>
+        <translation>当前正在录制。</translation>
+    </message>
+    <message>
+        <source>Recording failed: %1</source>
+        <translation>录制失败：%1</translation>
+    </message>
+    <message>
+        <source>Recording stopped: %1</source>
+        <translation>录制已停止：%1</translation>
+    </message>
+    <message>
+        <source>Recording end</source>
+        <translation>录制结束</translation>
+    </message>
+</context>
+<context>
+    <name>QvFusionCameraDataProcessor</name>
+    <message>
+        <source>The calibration file %1 cannot be read (%2); the calibration in force is used.</source>
+        <translation>无法读取标定文件 %1（%2），将使用当前生效的标定。</translation>
+    </message>
+    <message>
+        <source>Manual calibration parameters were written successfully!</source>
+        <translation>手动标定参数写入成功！</translation>
+    </message>
+    <message>
+        <source>Manual calibration parameters were written failed!</source>
+        <translation>手动标定参数写入失败！</translation>
+    </message>
+</context>
+<context>
+    <name>QvLiveCamera</name>
+    <message>
+        <source>There is a conflict between the camera ip and the local ip!</source>
+        <translation>相机 IP 与本机 IP 冲突！</translation>
+    </message>
+    <message>
+        <source>The camera ip is not in the same network segment as the local ip!</source>
+        <translation>相机 IP 与本机 IP 不在同一网段！</translation>
+    </message>
+    <message>
+        <source>Open camera: </source>
+        <translation>打开相机：</translation>
+    </message>
+    <message>
+        <source>failed.</source>
+        <translation>失败。</translation>
+    </message>
+    <message>
+        <source>The Tarnix camera firmware needs to be upgraded!</source>
+        <translation>Tarnix 相机固件需要升级！</translation>
+    </message>
+    <message>
+        <source>Recording stopped: %1</source>
+        <translation>录制已停止：%1</translation>
+    </message>
+    <message>
+        <source>Currently being recorded.</source>
+        <translation>当前正在录制。</translation>
+    </message>
+    <message>
+        <source>Recording failed: %1</source>
+        <translation>录制失败：%1</translation>
+    </message>
+    <message>
+        <source>Save file success!</source>
+        <translation>文件保存成功！</translation>
+    </message>
+</context>
+<context>
     <name>QvRangeFileDialog</name>
     <message>
         <source>Earlier by 1 ms</source>
@@ -365,6 +512,171 @@
     <message>
         <source>Cancel</source>
         <translation>取消</translation>
+    </message>
+</context>
+<context>
+    <name>SettingCameraPanel</name>
+    <message>
+        <source>Default</source>
+        <translation>默认</translation>
+    </message>
+    <message>
+        <source>Refresh</source>
+        <translation>刷新</translation>
+    </message>
+    <message>
+        <source>Load</source>
+        <translation>加载</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>导出</translation>
+    </message>
+    <message>
+        <source>Select a JSON file</source>
+        <translation>选择 JSON 文件</translation>
+    </message>
+    <message>
+        <source>Json file (*.json)</source>
+        <translation>Json 文件 (*.json)</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded successfully.</source>
+        <translation>相机参数加载成功。</translation>
+    </message>
+    <message>
+        <source>Camera parameters loaded failed.</source>
+        <translation>相机参数加载失败。</translation>
+    </message>
+    <message>
+        <source>Failed to load camera parameters.</source>
+        <translation>无法加载相机参数。</translation>
+    </message>
+    <message>
+        <source>Camera parameters exported successfully.</source>
+        <translation>相机参数导出成功。</translation>
+    </message>
+    <message>
+        <source>Failed to export camera parameters.</source>
+        <translation>无法导出相机参数。</translation>
+    </message>
+</context>
+<context>
+    <name>SettingDisplayItem</name>
+    <message>
+        <source>Accumulation time</source>
+        <translation>累积时间</translation>
+    </message>
+    <message>
+        <source>Slow Rate</source>
+        <translation>慢放倍率</translation>
+    </message>
+</context>
+<context>
+    <name>SettingUI</name>
+    <message>
+        <source>Display</source>
+        <translation>显示</translation>
+    </message>
+</context>
+<context>
+    <name>ShowCameraInfoUI</name>
+    <message>
+        <source>Camera Info</source>
+        <translation>相机信息</translation>
+    </message>
+    <message>
+        <source>Serial :</source>
+        <translation>序列号：</translation>
+    </message>
+    <message>
+        <source>Manufacturer:</source>
+        <translation>制造商：</translation>
+    </message>
+    <message>
+        <source>Quorvel</source>
+        <translation>Quorvel</translation>
+    </message>
+    <message>
+        <source>Firmware version :</source>
+        <translation>固件版本：</translation>
+    </message>
+    <message>
+        <source>Product: </source>
+        <translation>产品：</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarApsSettingUI</name>
+    <message>
+        <source>APS Setting</source>
+        <translation>APS 设置</translation>
+    </message>
+    <message>
+        <source>APS</source>
+        <translation>APS</translation>
+    </message>
+    <message>
+        <source>APS Manual Calibration</source>
+        <translation>APS 手动标定</translation>
+    </message>
+    <message>
+        <source>Set aps offset x.</source>
+        <translation>设置 APS X 偏移。</translation>
+    </message>
+    <message>
+        <source>Set aps offset y.</source>
+        <translation>设置 APS Y 偏移。</translation>
+    </message>
+    <message>
+        <source>Apply</source>
+        <translation>应用</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarCameraSettingUI</name>
+    <message>
+        <source>Camera Setting</source>
+        <translation>相机设置</translation>
+    </message>
+</context>
+<context>
+    <name>SidebarDvsSettingUI</name>
+    <message>
+        <source>DVS Setting</source>
+        <translation>DVS 设置</translation>
+    </message>
+    <message>
+        <source>Open a camera to change its settings.</source>
+        <translation>打开相机后可修改其设置。</translation>
+    </message>
+    <message>
+        <source>Biases</source>
+        <translation>偏置</translation>
+    </message>
+    <message>
+        <source>Trigger In</source>
+        <translation>触发输入</translation>
+    </message>
+    <message>
+        <source>Anti Flicker</source>
+        <translation>抗频闪</translation>
+    </message>
+    <message>
+        <source>Event Rate Control</source>
+        <translation>事件率控制</translation>
+    </message>
+    <message>
+        <source>Event Trail Filter</source>
+        <translation>事件拖尾滤波</translation>
+    </message>
+    <message>
+        <source>ROI</source>
+        <translation>感兴趣区域</translation>
     </message>
 </context>
 </TS>

@@ -12,7 +12,9 @@ using namespace quorvel::test;
 
 namespace {
 
-constexpr int kW = 160;
+// 600 bytes a row: not a multiple of any vector size, so a converter that overshoots the last row
+// shows under the address sanitizer.
+constexpr int kW = 200;
 constexpr int kH = 96;
 constexpr uint64_t kDvsStart = 5'000'000;
 

@@ -165,6 +165,45 @@ private slots:
         QCOMPARE(s.backgroundColor, QColor(112, 112, 112));
     }
 
+    void unreadableAndUnwritableFilesAreNeverSilent() {
+        QTemporaryDir dir;
+        const QString ini = dir.filePath("config.ini");
+        // Ten megabytes that are not our settings, as text and as binary: kept aside, not taken
+        // apart key by key, and a fresh small file is written.
+        QByteArray text;
+        while (text.size() < 10 << 20)
+            text += "some line = of text that is not a setting\n";
+        QByteArray binary(10 << 20, '\0');
+        for (int i = 0; i < binary.size(); ++i)
+            binary[i] = char((i * 2654435761u) >> 13);
+        for (const QByteArray& junk : {text, binary}) {
+            QFile f(ini);
+            QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            f.write(junk);
+            f.close();
+            {
+                AppSettings s(ini);
+                QCOMPARE(s.loadProblem(), ini + ".bad");
+                QCOMPARE(s.dvsColorType, QStringLiteral("Gray"));
+                QVERIFY(s.save());
+            }
+            QCOMPARE(QFileInfo(ini + ".bad").size(), qint64(junk.size()));
+            QVERIFY(QFileInfo(ini).size() < 4096);
+            QCOMPARE(QSettings(ini, QSettings::IniFormat).value("Setting/dvs_color_type").toString(), QStringLiteral("Gray"));
+        }
+        // A file of ours is read as it is.
+        AppSettings again(ini);
+        QVERIFY(again.loadProblem().isEmpty());
+
+        // A path that cannot be written: save says so.
+        const QString folder = dir.filePath("taken");
+        QVERIFY(QDir().mkpath(folder));
+        AppSettings blocked(folder);
+        QVERIFY(!blocked.save());
+        QVERIFY(blocked.lastSaveError().startsWith(folder));
+        QVERIFY(blocked.finalSave() == false);
+    }
+
     void instanceLivesInTheApplicationDataFolder() {
         AppSettings* a = AppSettings::instance();
         QCOMPARE(AppSettings::instance(), a);

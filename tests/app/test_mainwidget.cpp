@@ -3,7 +3,8 @@
 #include "mainwidget.h"
 #include "qvfilepathreminderform.h"
 #include "qvmessagebox.h"
-#include "qvsidepanel.h"
+#include "sidebarapssettingui.h"
+#include "qvguitest.h"
 #include "qvtestenv.h"
 
 #include <QAction>
@@ -13,6 +14,8 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QSettings>
+
+using qvtest::toasts;
 
 namespace {
 
@@ -28,14 +31,6 @@ QAction* actionNamed(QMenu* menu, const QString& text) {
         if (a->text() == text)
             return a;
     return nullptr;
-}
-
-QList<QvFilePathReminderForm*> toasts() {
-    QList<QvFilePathReminderForm*> out;
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (auto* t = qobject_cast<QvFilePathReminderForm*>(w); t && t->isVisible())
-            out << t;
-    return out;
 }
 
 // Answers the next modal message box with the named button.
@@ -80,8 +75,7 @@ private slots:
     }
     void cleanup() {
         w.reset();
-        for (QvFilePathReminderForm* t : toasts())
-            delete t;
+        qvtest::closeToasts();
     }
 
     void formHasTheNamedChildren() {
@@ -112,9 +106,6 @@ private slots:
         QCOMPARE(menuTexts(w->menuOf(f.pb_menu_setting)), (QStringList{"General Setting", "EN/中文"}));
         QCOMPARE(menuTexts(w->menuOf(f.pb_menu_help)), (QStringList{"About us"}));
         QCOMPARE(menuTexts(w->menuOf(f.pb_menu_tools)).first(), QStringLiteral("IP Configuration"));
-        // Work that is not in this build yet is visible but cannot be chosen.
-        QVERIFY(!actionNamed(w->menuOf(f.pb_menu_device), "Open Camera")->isEnabled());
-        QVERIFY(actionNamed(w->menuOf(f.pb_menu_help), "About us")->isEnabled());
     }
 
     void saveAndCutNeedARawRecording() {

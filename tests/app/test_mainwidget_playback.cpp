@@ -1,6 +1,8 @@
 #include "appsettings.h"
 #include "mainwidget.h"
+#include "qvfusioncameradataprocessor.h"
 #include "quorvel/DvsFileReader.h"
+#include "quorvel/FusionSimulation.h"
 #include "qvtestenv.h"
 #include "qvthreehandleslider.h"
 #include "showimageform.h"
@@ -216,6 +218,49 @@ private slots:
         QCOMPARE(w->windowTitle(), QStringLiteral("QuorvelView"));
         w->openRecording(dir.filePath("missing.raw"));
         QCOMPARE(w->mode(), int(MainWidget::ModeNone));
+    }
+
+    void fusionRecordingsPlayFramesAndEventsOrTheirEventsAlone() {
+        const QString base = dir.filePath("fusion");
+        quorvel::FusionSimulationOptions o;
+        o.width = 160;
+        o.height = 120;
+        o.durationUs = 400'000;
+        quorvel::FusionSimulationResult result;
+        std::string error;
+        QVERIFY2(quorvel::simulateRecording(base.toStdString(), o, result, error), error.c_str());
+
+        // Beside its .mp4, a recording plays as a fusion recording: frames with events.
+        w->openRecording(base + ".raw");
+        QCOMPARE(w->mode(), int(MainWidget::ModeFusionPlayback));
+        QCOMPARE(w->viewerType(), quorvel::STREAM_FUSION);
+        QTRY_VERIFY(f().pb_play->isChecked());
+        QVERIFY(w->fusionProcessor()->isPlaying());
+        QTRY_VERIFY(w->imageForm()->shownFrames() > 3);
+        QCOMPARE(w->imageForm()->resolution(), QSize(160, 120));
+        QCOMPARE(slider()->minimum(), w->fusionProcessor()->fusionStart());
+        // The transport acts on it: pause, step, and the viewer type switches what it draws.
+        QTest::mouseClick(f().pb_play, Qt::LeftButton);
+        QTRY_VERIFY(!w->fusionProcessor()->isPlaying());
+        const uint64_t at = w->fusionProcessor()->timeBase();
+        QTest::mouseClick(f().pb_next, Qt::LeftButton);
+        QCOMPARE(w->fusionProcessor()->timeBase(), at + 33333);
+        QTest::mouseClick(f().pb_viewer_type, Qt::LeftButton); // Fusion -> DVS
+        QCOMPARE(w->fusionProcessor()->viewerType(), quorvel::STREAM_DVS);
+        QCOMPARE(w->fusionProcessor()->lastImage().pixelColor(80, 60).rgb() == AppSettings::instance()->backgroundColor.rgb() ||
+                     w->fusionProcessor()->lastImage().pixelColor(80, 60).rgb() == AppSettings::instance()->positiveColor.rgb() ||
+                     w->fusionProcessor()->lastImage().pixelColor(80, 60).rgb() == AppSettings::instance()->negativeColor.rgb(),
+                 true);
+
+        // A video that cannot be read: a warning, and the events play as a plain recording.
+        QFile video(base + ".mp4");
+        QVERIFY(video.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        video.write(QByteArray(1000, 'x'));
+        video.close();
+        w->openRecording(base + ".raw");
+        QTRY_COMPARE(w->mode(), int(MainWidget::ModeRawPlayback));
+        QTRY_VERIFY(proc()->isPlaying());
+        QVERIFY(f().pb_play->isChecked());
     }
 };
 

@@ -6,15 +6,18 @@
 #include "initdialog.h"
 #include "mainwidget.h"
 #include "qvthreehandleslider.h"
+#include "quorvel/FusionSimulation.h"
 #include "showimageform.h"
 #include "qvtestenv.h"
 #include "startup.h"
 
 #include <QApplication>
 #include <QDir>
+#include <QLabel>
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
+#include <QTemporaryDir>
 
 namespace {
 
@@ -38,6 +41,25 @@ int inkPixels(const QImage& img, QWidget* root, QWidget* child, QRgb background)
             if (qGray(img.pixel(x, y)) < qGray(background) - 60)
                 ++ink;
     return ink;
+}
+
+// Pixels of the image view in the "Gray" scheme: white ON events, black OFF events, grey background.
+struct Shades {
+    int on = 0, off = 0, grey = 0;
+    QString text() const { return QStringLiteral("%1 %2 %3").arg(on).arg(off).arg(grey); }
+};
+Shades shadesOfView(const QImage& img, MainWidget& w) {
+    const QWidget* view = w.imageForm();
+    const QRect r(view->mapTo(&w, QPoint(0, 0)), view->size());
+    Shades s;
+    for (int y = r.top(); y < r.bottom(); y += 2)
+        for (int x = r.left(); x < r.right(); x += 2) {
+            const QRgb p = img.pixel(x, y);
+            s.on += qGray(p) > 230;
+            s.off += qGray(p) < 25;
+            s.grey += std::abs(qGray(p) - 112) < 6;
+        }
+    return s;
 }
 
 QImage showAndGrab(QWidget& w, const QString& name) {
@@ -114,17 +136,8 @@ private slots:
         const QImage img = grab(&w);
         keep(img, "playing-evt2.png");
         // The picture shows white ON and black OFF events over the grey background.
-        const QWidget* view = w.imageForm();
-        const QRect r(view->mapTo(&w, QPoint(0, 0)), view->size());
-        int on = 0, off = 0, grey = 0;
-        for (int y = r.top(); y < r.bottom(); y += 2)
-            for (int x = r.left(); x < r.right(); x += 2) {
-                const QRgb p = img.pixel(x, y);
-                on += qGray(p) > 230;
-                off += qGray(p) < 25;
-                grey += std::abs(qGray(p) - 112) < 6;
-            }
-        QVERIFY2(on > 50 && off > 20 && grey > on + off, qPrintable(QStringLiteral("%1 %2 %3").arg(on).arg(off).arg(grey)));
+        const Shades shades = shadesOfView(img, w);
+        QVERIFY2(shades.on > 50 && shades.off > 20 && shades.grey > shades.on + shades.off, qPrintable(shades.text()));
         QCOMPARE(w.timeSlider()->minimum(), uint64_t(1317888));
         QVERIFY(w.form().pb_play->isChecked());
 
@@ -140,6 +153,56 @@ private slots:
         QCOMPARE(QColor(ranged.pixel(lower)), QColor("#004B6A"));
         const QPoint before = slider->mapTo(&w, QPoint(slider->lowerHandleRect().left() - 8, slider->height() / 2));
         QCOMPARE(QColor(ranged.pixel(before)), QColor(208, 208, 208));
+    }
+
+    // The simulated DVS camera streaming live, as "QuorvelView --camera QVSIM-DVS-0001" shows it.
+    void liveCameraView() {
+        loadLanguage("en");
+        AppSettings* settings = AppSettings::instance();
+        settings->dvsColorType = "Gray";
+        settings->applyColorScheme();
+        MainWidget w;
+        w.resize(1440, 900);
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        QVERIFY(w.openCameraBySerial(QStringLiteral("QVSIM-DVS-0001")));
+        QTRY_VERIFY_WITH_TIMEOUT(w.imageForm()->shownFrames() >= 30, 10000);
+        QTRY_VERIFY(w.form().label_show_camera_info->text().contains(QLatin1String("MEv/s")));
+        const QImage img = grab(&w);
+        keep(img, "live-dvs.png");
+        const Shades shades = shadesOfView(img, w);
+        QVERIFY2(shades.on > 200 && shades.off > 200 && shades.grey > shades.on + shades.off, qPrintable(shades.text()));
+    }
+
+    // The simulated fusion camera live, and a fusion recording of it played back: APS frames with
+    // the events drawn over them.
+    void fusionLiveAndPlayback() {
+        loadLanguage("en");
+        QTemporaryDir dir;
+        const QString base = dir.filePath("fusion");
+        quorvel::FusionSimulationOptions o;
+        o.durationUs = 1'500'000;
+        quorvel::FusionSimulationResult result;
+        std::string error;
+        QVERIFY2(quorvel::simulateRecording(base.toStdString(), o, result, error), error.c_str());
+        for (const bool live : {true, false}) {
+            MainWidget w;
+            w.resize(1440, 900);
+            w.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&w));
+            if (live) {
+                QVERIFY(w.openCameraBySerial(QStringLiteral("QVSIM-FUS-0001")));
+            } else {
+                w.form().pb_loop->setChecked(true);
+                w.openRecording(base + ".raw");
+            }
+            QTRY_VERIFY_WITH_TIMEOUT(w.imageForm()->shownFrames() >= 20, 10000);
+            const QImage img = grab(&w);
+            keep(img, live ? "live-fusion.png" : "playing-fusion.png");
+            // APS greys over most of the view, and white and black events on them.
+            const Shades shades = shadesOfView(img, w);
+            QVERIFY2(shades.on > 100 && shades.off > 100, qPrintable(shades.text()));
+        }
     }
 };
 

@@ -57,6 +57,17 @@ private slots:
         QCOMPARE(form.currentPixmap().size(), QSize(320, 240));
         QCOMPARE(form.currentPixmap().toImage().pixelColor(1, 1), QColor(Qt::red));
         QCOMPARE(form.shownFrames(), 1ull);
+
+        // A new source on a shown form is fitted whole at once (here height-bound: 4:3 in 16:9).
+        form.resize(800, 450);
+        form.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&form));
+        form.slotSetResolution(640, 480);
+        auto* view = form.findChild<QvGraphicsView*>();
+        const double scale = view->transform().m11();
+        // (fitInView keeps a margin of 2 px on each side)
+        QVERIFY2(std::abs(scale * 480 - (view->viewport()->height() - 4)) < 2.0,
+                 qPrintable(QStringLiteral("%1 %2").arg(scale).arg(view->viewport()->height())));
     }
 
     void workerRunsItsTaskOffTheGuiThread() {

@@ -5,12 +5,13 @@
 QObject* makeRendererTests();
 QObject* makeImageViewTests();
 QObject* makePlaybackTests();
+QObject* makeFusionPlaybackTests();
 
 int main(int argc, char** argv) {
     qvtest::isolateHome();
     QApplication app(argc, argv);
     int failures = 0;
-    for (QObject* t : {makeRendererTests(), makeImageViewTests(), makePlaybackTests()}) {
+    for (QObject* t : {makeRendererTests(), makeImageViewTests(), makePlaybackTests(), makeFusionPlaybackTests()}) {
         failures += QTest::qExec(t, argc, argv);
         delete t;
     }

@@ -2,7 +2,8 @@
 // One APS (intensity) image in BGR order, 3 bytes a pixel, owned by value.
 //
 // Copies are deep: copying a frame copies its pixels, so a frame handed to another thread never
-// aliases the producer's buffer. reshape() reuses the existing allocation when it is large enough,
+// aliases the producer's buffer. Buffers carry a few spare bytes past the last pixel, so that
+// vectorised writers (video scalers) may overshoot the last row harmlessly. reshape() reuses the existing allocation when it is large enough,
 // which lets a consumer pre-allocate a big frame once and refill it with frames of any size
 // without allocating again.
 //

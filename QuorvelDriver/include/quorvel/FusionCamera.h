@@ -68,6 +68,10 @@ public:
     virtual bool getApsFrame(ApsFrame& frame);
     /// The APS-to-DVS calibration of this camera (recorded as `<base>.json`).
     virtual CalibratorParameters getCalibrationParam() const;
+    /// Writes a calibration file (the format of CalibratorParameters) into the camera, which
+    /// reports and records it from then on. False, with lastError() set, when the camera is not
+    /// connected or the file is unreadable or invalid.
+    virtual bool setCalibrationFile(std::string path);
 
     bool startRecording(std::string path) override;
     bool stopRecording() override;

@@ -61,6 +61,27 @@ CalibratorParameters FusionCamera::getCalibrationParam() const {
     return m_aps ? m_aps->calibration() : CalibratorParameters{};
 }
 
+bool FusionCamera::setCalibrationFile(std::string path) {
+    if (!m_aps || !m_core) {
+        return false;
+    }
+    if (!m_core->connected()) {
+        m_core->setError("camera " + m_core->description().serial + " is not connected");
+        return false;
+    }
+    CalibratorParameters param;
+    std::string error;
+    if (!jsonFileToParam(path, param)) {
+        m_core->setError("calibration file '" + path + "': " + calibrationLastError());
+        return false;
+    }
+    if (!m_aps->setCalibration(param, error)) {
+        m_core->setError("calibration file '" + path + "': " + error);
+        return false;
+    }
+    return true;
+}
+
 bool FusionCamera::startRecording(std::string path) {
     if (!m_aps || !m_aps->running())
         return DvsCamera::startRecording(path);

@@ -44,6 +44,7 @@ ApsStream::ApsStream(const std::shared_ptr<CameraCore>& core) : m_core(core) {
     m_width = core->width();
     m_height = core->height();
     m_calibration = video::simulatedCalibration(m_width, m_height, 1.0, 4.0, -3.0);
+    m_reported = m_calibration;
     SensorConfig cfg;
     cfg.width = core->width();
     cfg.height = core->height();
@@ -245,11 +246,26 @@ bool ApsStream::stopRecording(std::string& error) {
         error = "APS video: " + w->lastError();
         return false;
     }
-    CalibratorParameters cal = m_calibration;
+    CalibratorParameters cal = calibration();
     if (!paramToJsonFile(cal, base + ".json")) {
         error = "calibration: " + calibrationLastError();
         return false;
     }
+    return true;
+}
+
+CalibratorParameters ApsStream::calibration() const {
+    std::lock_guard lock(m_reportedMutex);
+    return m_reported;
+}
+
+bool ApsStream::setCalibration(const CalibratorParameters& param, std::string& error) {
+    if (!param.isValid()) {
+        error = "invalid calibration parameters";
+        return false;
+    }
+    std::lock_guard lock(m_reportedMutex);
+    m_reported = param;
     return true;
 }
 

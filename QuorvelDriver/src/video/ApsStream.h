@@ -48,7 +48,13 @@ public:
     int addCallback(FrameCallback callback);
     bool removeCallback(int id);
     bool latestFrame(ApsFrame& frame) const;
-    const CalibratorParameters& calibration() const { return m_calibration; }
+    /// The calibration the camera reports (and records as `<base>.json`): the factory one until a
+    /// calibration is written with setCalibration.
+    CalibratorParameters calibration() const;
+    /// Stores a calibration in the camera (the user's manual calibration). The frames are still
+    /// taken through the camera's real optics: only what the camera reports changes. False, with
+    /// `error`, for invalid parameters.
+    bool setCalibration(const CalibratorParameters& param, std::string& error);
 
     /// Records the frames from now on into `<base>.mp4`; `<base>.json` is written by stopRecording.
     bool startRecording(const std::string& base, std::string& error);
@@ -72,7 +78,9 @@ private:
     std::weak_ptr<CameraCore> m_core;
     int m_width = 0;
     int m_height = 0;
-    CalibratorParameters m_calibration;
+    CalibratorParameters m_calibration;   // the real mapping the frames are rendered through
+    mutable std::mutex m_reportedMutex;
+    CalibratorParameters m_reported;      // what the camera reports and records
     std::unique_ptr<SimulatedSensor> m_scene; // APS thread only
     std::shared_ptr<Clock> m_clock = std::make_shared<Clock>();
     int m_eventsCallbackId = -1;

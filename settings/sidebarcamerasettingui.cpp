@@ -1,0 +1,7 @@
+#include "sidebarcamerasettingui.h"
+
+SidebarCameraSettingUI::SidebarCameraSettingUI(QWidget* parent) : SettingUI(parent) {
+    setObjectName(QStringLiteral("SidebarCameraSettingUI"));
+    setTitle(tr("Camera Setting"));
+    buildDisplayGroup();
+}

@@ -1,0 +1,320 @@
+// The main window with live cameras of the SDK: the simulated DVS and fusion cameras, and an
+// Ethernet camera served by a camera daemon on a loopback address.
+
+#include "CamdProcess.h"
+#include "appsettings.h"
+#include "mainwidget.h"
+#include "qveventprocessor.h"
+#include "qvfilerecorder.h"
+#include "qvfusioncameradataprocessor.h"
+#include "qvguitest.h"
+#include "qvlivecamera.h"
+#include "qvtestenv.h"
+#include "showcamerainfoui.h"
+#include "showimageform.h"
+
+#include "quorvel/DvsFileReader.h"
+
+#include <QAction>
+#include <QDir>
+#include <QLabel>
+#include <QListWidget>
+#include <QMenu>
+#include <QPushButton>
+#include <QRegularExpression>
+
+#include <functional>
+
+#include <signal.h>
+#include <sys/resource.h>
+
+namespace {
+
+constexpr const char* kSimDvs = "QVSIM-DVS-0001";
+constexpr const char* kSimFusion = "QVSIM-FUS-0001";
+
+QAction* actionNamed(QMenu* menu, const QString& text) {
+    for (QAction* a : menu->actions())
+        if (a->text() == text)
+            return a;
+    return nullptr;
+}
+
+QListWidgetItem* itemNamed(QListWidget* list, const QString& text) {
+    const QList<QListWidgetItem*> found = list->findItems(text, Qt::MatchExactly);
+    return found.isEmpty() ? nullptr : found.first();
+}
+
+// Events of a recording, decoded from the file the way playback reads it.
+uint64_t eventsIn(const QString& path, uint64_t* spanUs = nullptr) {
+    auto reader = quorvel::DvsFileReader::createFileReader(path.toStdString());
+    if (!reader)
+        return 0;
+    reader->prepareFile();
+    uint64_t start = 0, end = 0;
+    reader->getStartTimestamp(start);
+    reader->getEndTimestamp(end);
+    if (spanUs)
+        *spanUs = end - start;
+    auto events = reader->getEventsInRange(start, end - start + 1);
+    return events ? events->size() : 0;
+}
+
+} // namespace
+
+class MainWidgetCameraTest : public QObject {
+    Q_OBJECT
+private:
+    std::unique_ptr<MainWidget> w;
+    std::function<int(QDialog&)> answer;
+    QTemporaryDir dir;
+
+    const MainWidgetForm& f() const { return w->form(); }
+    QString status() const { return f().label_show_camera_info->text(); }
+    QAction* deviceAction(const char* text) const { return actionNamed(w->menuOf(f().pb_menu_device), text); }
+
+    void openAndStream(const char* serial) {
+        QVERIFY(w->openCameraBySerial(QLatin1String(serial)));
+        QVERIFY(f().pb_play->isChecked());
+        const quint64 frames = w->imageForm()->shownFrames();
+        QTRY_VERIFY(w->imageForm()->shownFrames() > frames + 5);
+    }
+
+private slots:
+    void init() {
+        answer = nullptr;
+        w = std::make_unique<MainWidget>();
+        w->setDialogRunner([this](QDialog& d) { return answer ? answer(d) : int(QDialog::Rejected); });
+        w->resize(1100, 760);
+        w->show();
+        QVERIFY(QTest::qWaitForWindowExposed(w.get()));
+        AppSettings* s = AppSettings::instance();
+        s->outputRawFilePath = dir.path();
+        s->dvsTriggerInRecEnable = false;
+    }
+    void cleanup() {
+        w.reset();
+        qvtest::closeToasts();
+        qunsetenv("QUORVEL_DISCOVERY_ADDRS");
+    }
+
+    void openingFromTheListByRowAndByDoubleClick() {
+        // Closing the list opens nothing.
+        deviceAction("Open Camera")->trigger();
+        QCOMPARE(w->mode(), int(MainWidget::ModeNone));
+
+        // Open on the chosen row: the DVS camera streams into the view, with statistics.
+        answer = [](QDialog& d) {
+            auto* list = d.findChild<QListWidget*>(QStringLiteral("listWidget_cameras"));
+            list->setCurrentItem(itemNamed(list, QLatin1String(kSimDvs)));
+            d.findChild<QPushButton*>(QStringLiteral("pb_open"))->click();
+            return d.result();
+        };
+        deviceAction("Open Camera")->trigger();
+        QCOMPARE(w->mode(), int(MainWidget::ModeLiveDvs));
+        QVERIFY(f().pb_play->isChecked());
+        QVERIFY(f().pb_record->isEnabled());
+        QVERIFY(!f().pb_next->isEnabled());
+        QCOMPARE(w->eventProcessor()->imageWidth(), 640);
+        const uint64_t frames = w->eventProcessor()->renderedFrames();
+        QTRY_VERIFY(w->eventProcessor()->renderedFrames() > frames + 10);
+        const QRegularExpression line(
+            QStringLiteral("^QVSIM-DVS-0001 Bandwidth: \\d+\\.\\d MB/s  Events: \\d+\\.\\d MEv/s $"));
+        QTRY_VERIFY2_WITH_TIMEOUT(line.match(status()).hasMatch(), qPrintable(status()), 3000);
+        QTRY_VERIFY(f().label_show_timestamp_info->text().endsWith(QLatin1String(" us")));
+
+        // Play stops and restarts the stream.
+        QTest::mouseClick(f().pb_play, Qt::LeftButton);
+        QVERIFY(!w->liveCamera()->isStreaming());
+        QTest::mouseClick(f().pb_play, Qt::LeftButton);
+        QVERIFY(w->liveCamera()->isStreaming());
+
+        // A double-click opens the row clicked, not the one that was current.
+        answer = [](QDialog& d) {
+            d.show();
+            auto* list = d.findChild<QListWidget*>(QStringLiteral("listWidget_cameras"));
+            list->setCurrentRow(0);
+            const QRect r = list->visualItemRect(itemNamed(list, QLatin1String(kSimFusion)));
+            QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
+            QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, r.center());
+            return d.result();
+        };
+        deviceAction("Open Camera")->trigger();
+        QCOMPARE(w->mode(), int(MainWidget::ModeLiveFusion));
+        QCOMPARE(w->viewerType(), quorvel::STREAM_FUSION);
+        QCOMPARE(w->liveCamera()->firmwareVersion(), QStringLiteral("Tarnix_V1.7.2"));
+        QVERIFY(!qvtest::toastTexts().contains(QStringLiteral("The Tarnix camera firmware needs to be upgraded!")));
+        QVERIFY(f().pb_play->isChecked());
+
+        // Its frames come at the APS rate with the events over them; the viewer type switches what
+        // the next frame shows: events alone leave most of the picture in the background colour.
+        const auto backgroundShare = [this] {
+            const QImage img = w->fusionProcessor()->lastImage();
+            const QRgb bg = AppSettings::instance()->backgroundColor.rgb();
+            int n = 0, total = 0;
+            for (int y = 0; y < img.height(); y += 8)
+                for (int x = 0; x < img.width(); x += 8, ++total)
+                    n += img.pixel(x, y) == bg;
+            return total ? double(n) / total : 0.0;
+        };
+        const uint64_t images = w->fusionProcessor()->emittedImages();
+        QTRY_VERIFY(w->fusionProcessor()->emittedImages() > images + 10);
+        QVERIFY(backgroundShare() < 0.2);
+        QTest::mouseClick(f().pb_viewer_type, Qt::LeftButton); // Fusion -> DVS
+        QTRY_VERIFY(backgroundShare() > 0.8);
+    }
+
+    void refusalsBeforeOpening() {
+        quorvel::CameraDescription desc;
+        desc.serial = "NET-NONE";
+        desc.product = "QV640";
+        desc.interfaceType = quorvel::CAMERA_INTERFACE_ETHERNET;
+        desc.ip = desc.localIp = "192.168.1.10";
+        desc.mask = "255.255.255.0";
+        QVERIFY(!w->openCameraDescription(desc));
+        QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("There is a conflict between the camera ip and the local ip!")));
+        desc.localIp = "192.168.2.5";
+        QVERIFY(!w->openCameraDescription(desc));
+        QTRY_VERIFY(qvtest::toastTexts().contains(
+            QStringLiteral("The camera ip is not in the same network segment as the local ip!")));
+        // In the segment but not there: the open itself fails.
+        desc.localIp = "192.168.1.5";
+        QVERIFY(!w->openCameraDescription(desc));
+        QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("Open camera: NET-NONEfailed.")));
+        QVERIFY(!w->openCameraBySerial(QStringLiteral("NO-SUCH-CAMERA")));
+        QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("No camera with the serial NO-SUCH-CAMERA was found.")));
+        QCOMPARE(w->mode(), int(MainWidget::ModeNone));
+
+        // Without a camera, record and Camera Info do nothing but say so.
+        bool infoShown = false;
+        answer = [&infoShown](QDialog&) {
+            infoShown = true;
+            return int(QDialog::Rejected);
+        };
+        deviceAction("Camera Info")->trigger();
+        QVERIFY(!infoShown);
+        w->on_pb_record_clicked();
+        QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("Please connect camera first.")));
+        QVERIFY(!f().pb_record->isChecked());
+    }
+
+    void recordingByHand() {
+        openAndStream(kSimDvs);
+        QTest::mouseClick(f().pb_record, Qt::LeftButton);
+        QVERIFY(f().pb_record->isChecked());
+        QTRY_VERIFY(f().label_show_play_text->text().startsWith(QLatin1String("Recording 00:00:0")));
+        QTest::qWait(1200);
+        QTest::mouseClick(f().pb_record, Qt::LeftButton);
+        QVERIFY(!f().pb_record->isChecked());
+        QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("Save file success!")));
+        QCOMPARE(qvtest::toasts().last()->directory(), QDir(dir.path()).absolutePath());
+        const QStringList files = QDir(dir.path()).entryList({QStringLiteral("*.raw")});
+        QCOMPARE(files.size(), 1);
+        QVERIFY2(QRegularExpression(QStringLiteral("^QVSIM-DVS-0001_\\d{8}_\\d{6}\\.raw$")).match(files.first()).hasMatch(),
+                 qPrintable(files.first()));
+        uint64_t span = 0;
+        QVERIFY(eventsIn(dir.filePath(files.first()), &span) > 1000);
+        QVERIFY2(span > 900000, qPrintable(QString::number(span)));
+
+        // A folder that cannot be written: the failure is said, with the reason, not swallowed.
+        qvtest::closeToasts();
+        AppSettings::instance()->outputRawFilePath = dir.filePath(QStringLiteral("missing/folder"));
+        QTest::mouseClick(f().pb_record, Qt::LeftButton);
+        QVERIFY(!f().pb_record->isChecked());
+        QTRY_VERIFY(!qvtest::toasts().isEmpty());
+        QVERIFY2(qvtest::toastText(qvtest::toasts().first()).startsWith(QLatin1String("Recording failed: ")),
+                 qPrintable(qvtest::toastText(qvtest::toasts().first())));
+
+        // A recording the SDK has to stop midway (here: the file may not grow past 2 MB, as on a
+        // full disk) ends with the reason and the path, and what was written stays readable.
+        qvtest::closeToasts();
+        AppSettings::instance()->outputRawFilePath = dir.filePath(QStringLiteral("limited"));
+        QVERIFY(QDir().mkpath(AppSettings::instance()->outputRawFilePath));
+        ::signal(SIGXFSZ, SIG_IGN);
+        rlimit old{};
+        ::getrlimit(RLIMIT_FSIZE, &old);
+        rlimit small = old;
+        small.rlim_cur = 2 << 20;
+        ::setrlimit(RLIMIT_FSIZE, &small);
+        QTest::mouseClick(f().pb_record, Qt::LeftButton);
+        QVERIFY(f().pb_record->isChecked());
+        QTRY_VERIFY_WITH_TIMEOUT(!f().pb_record->isChecked(), 5000);
+        ::setrlimit(RLIMIT_FSIZE, &old);
+        QTRY_VERIFY(!qvtest::toasts().isEmpty());
+        QvFilePathReminderForm* toast = qvtest::toasts().first();
+        QVERIFY2(qvtest::toastText(toast).startsWith(QLatin1String("Recording stopped: ")), qPrintable(qvtest::toastText(toast)));
+        QCOMPARE(toast->directory(), QDir(AppSettings::instance()->outputRawFilePath).absolutePath());
+        const QStringList limited = QDir(AppSettings::instance()->outputRawFilePath).entryList({QStringLiteral("*.raw")});
+        QCOMPARE(limited.size(), 1);
+        QVERIFY(eventsIn(AppSettings::instance()->outputRawFilePath + QLatin1Char('/') + limited.first()) > 1000);
+    }
+
+    void triggerEdgesStartTimedRecordings() {
+        AppSettings* s = AppSettings::instance();
+        s->dvsTriggerInRecEnable = true;
+        s->dvsTriggerInRecEdgeType = QStringLiteral("Rising Edge");
+        s->dvsBeforeTriggerInSaveTime = 1;
+        s->dvsAfterTriggerInSaveTime = 1;
+        openAndStream(kSimDvs);
+        // The simulated sensor's input 0 toggles at 10 Hz: the first rising edge records 1 s; the
+        // edges during that second are refused as a recording in progress.
+        QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("Recording file ... ")));
+        QTRY_VERIFY_WITH_TIMEOUT(qvtest::toastTexts().contains(QStringLiteral("Recording end")), 4000);
+        QVERIFY(qvtest::toastTexts().contains(QStringLiteral("Currently being recorded.")));
+        w->liveCamera()->closeCamera();
+        const QStringList files = QDir(dir.path()).entryList({QStringLiteral("*.raw")});
+        QVERIFY(!files.isEmpty());
+        uint64_t span = 0;
+        QVERIFY(eventsIn(dir.filePath(files.first()), &span) > 1000);
+        QVERIFY2(span >= 1000000, qPrintable(QString::number(span)));
+    }
+
+    void networkCameraFirmwareInfoAndLostConnection() {
+        quorvel::test::CamdProcess daemon(QV_CAMD_PATH, "127.0.0.61", 47161,
+                                          {"--serial", "NET-T1", "--fusion", "--firmware", "Tarnix_V1.7.1"});
+        qputenv("QUORVEL_DISCOVERY_ADDRS", QByteArray::fromStdString(daemon.target()));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                for (const auto& d : w->liveCamera()->searchCameras())
+                    if (d.serial == "NET-T1")
+                        return true;
+                return false;
+            }(),
+            5000);
+        // An old firmware warns and the camera still opens.
+        openAndStream("NET-T1");
+        QCOMPARE(w->mode(), int(MainWidget::ModeLiveFusion));
+        QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("The Tarnix camera firmware needs to be upgraded!")));
+
+        QStringList info;
+        answer = [&info](QDialog& d) {
+            auto* dialog = qobject_cast<ShowCameraInfoUI*>(&d);
+            if (dialog)
+                info = {dialog->serialText(), dialog->manufacturerText(), dialog->productText(), dialog->firmwareText()};
+            return int(QDialog::Rejected);
+        };
+        deviceAction("Camera Info")->trigger();
+        QCOMPARE(info, (QStringList{"NET-T1", "Quorvel", "Tarnix", "Tarnix_V1.7.1"}));
+
+        // The daemon dies while recording: noticed within a second or so, the recording is closed
+        // and readable, and the window goes on working.
+        QTest::mouseClick(f().pb_record, Qt::LeftButton);
+        QVERIFY(f().pb_record->isChecked());
+        QTest::qWait(600);
+        qvtest::closeToasts();
+        daemon.kill(SIGKILL);
+        QTRY_VERIFY_WITH_TIMEOUT(!f().pb_play->isChecked(), 2500);
+        QVERIFY(status().contains(QLatin1String("(connection lost)")));
+        QVERIFY(!f().pb_record->isChecked());
+        QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("Save file success!")));
+        const QStringList files = QDir(dir.path()).entryList({QStringLiteral("NET-T1_*.raw")});
+        QCOMPARE(files.size(), 1);
+        QVERIFY(eventsIn(dir.filePath(files.first())) > 1000);
+
+        openAndStream(kSimDvs);
+        QCOMPARE(w->mode(), int(MainWidget::ModeLiveDvs));
+    }
+};
+
+QV_TEST_MAIN(MainWidgetCameraTest)
+#include "test_mainwidget_camera.moc"
