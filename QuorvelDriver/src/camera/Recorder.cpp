@@ -31,7 +31,28 @@ bool Recorder::open(const std::string& path, const RecorderOptions& options, Cac
     }
     m_prefix = std::move(prefix);
     m_thread = std::thread([this] { run(); });
+    if (m_options.flushMs)
+        m_syncThread = std::thread([this] { syncLoop(); });
     return true;
+}
+
+void Recorder::syncLoop() {
+    pthread_setname_np(pthread_self(), "qv-record-sync");
+    std::unique_lock lock(m_syncMutex);
+    for (;;) {
+        m_syncCv.wait(lock, [&] { return m_syncWanted || m_syncStop; });
+        if (m_syncStop)
+            return;
+        m_syncWanted = false;
+        lock.unlock();
+        std::string err;
+        const bool ok = m_writer.syncToDisk(err);
+        lock.lock();
+        if (!ok) {
+            std::lock_guard l(m_mutex);
+            failLocked(err);
+        }
+    }
 }
 
 Recorder::Push Recorder::push(const Event2D* b, const Event2D* e, const EventTriggerIn* tb, const EventTriggerIn* te) {
@@ -161,13 +182,18 @@ void Recorder::run() {
         }
         m_cv.notify_all();
         if (m_options.flushMs && unflushed && Clock::now() >= nextFlush) {
-            // Durable at least every period: what a kill or a power cut leaves is readable up to
-            // about then.
-            if (!m_writer.flush(true)) {
+            // In the file at least every period, so a kill leaves it readable up to about then;
+            // on the disk soon after, for a power cut.
+            if (!m_writer.flush(false)) {
                 std::lock_guard lock(m_mutex);
                 failLocked(m_writer.lastError());
                 break;
             }
+            {
+                std::lock_guard lock(m_syncMutex);
+                m_syncWanted = true;
+            }
+            m_syncCv.notify_one();
             unflushed = false;
             nextFlush = Clock::now() + period;
         }
@@ -206,6 +232,13 @@ bool Recorder::finish(std::string& error) {
     m_cv.notify_all();
     if (m_thread.joinable())
         m_thread.join();
+    {
+        std::lock_guard lock(m_syncMutex);
+        m_syncStop = true;
+    }
+    m_syncCv.notify_one();
+    if (m_syncThread.joinable())
+        m_syncThread.join(); // before the file closes under it
     const bool closed = m_writer.close();
     std::lock_guard lock(m_mutex);
     if (!closed && !m_failed)

@@ -10,8 +10,9 @@
 // - an offline source waits for room instead, which only slows it down; if no room comes for
 //   maxWaitMs the recording fails as "the disk cannot keep up".
 //
-// What was given is put into the file at least every flushMs (whole words, then fdatasync), so a
-// recording killed without warning (kill -9, power loss) is readable up to that long before.
+// What was given is put into the file at least every flushMs (whole words), so a recording killed
+// without warning (kill -9) is readable up to that long before; a thread of its own then puts it
+// on the disk (fdatasync) for a power loss, so a slow disk's sync never holds up the writing.
 // If the disk fails, the recording ends with an error and the file is cut back to the last whole
 // word, staying a valid recording of everything written until then; a file that holds no events
 // at all is removed, and the error says so.
@@ -84,6 +85,7 @@ private:
         }
     };
     void run();
+    void syncLoop();
     void writePrefix();
     void failLocked(const std::string& what);
     /// After a failure: whole words only, and no file at all when it holds no events.
@@ -106,6 +108,11 @@ private:
     uint64_t m_written = 0;
     uint64_t m_bytes = 0;
     std::thread m_thread;
+    // The syncing thread: asked by the writer after each flush.
+    std::mutex m_syncMutex;
+    std::condition_variable m_syncCv;
+    bool m_syncWanted = false, m_syncStop = false;
+    std::thread m_syncThread;
 };
 
 } // namespace quorvel::detail

@@ -143,6 +143,14 @@ bool RawFileWriter::flush(bool sync) {
     return true;
 }
 
+bool RawFileWriter::syncToDisk(std::string& error) const {
+    const int fd = m_fd;
+    if (fd < 0 || ::fdatasync(fd) == 0 || errno == EINVAL)
+        return true;
+    error = "cannot write '" + m_writePath + "' to the disk: " + std::strerror(errno);
+    return false;
+}
+
 bool RawFileWriter::drainStage(bool all) {
     size_t blocks = m_staged / kDirectAlign * kDirectAlign;
     size_t done = 0;

@@ -69,6 +69,10 @@ public:
     /// (a few times a second): in direct mode the tail of the last block goes through the page
     /// cache and is written again with its block later.
     bool flush(bool sync);
+    /// Puts what was written so far on the disk (fdatasync). The one call that may run on another
+    /// thread while this one writes, so a slow disk's sync never holds up the writing; false with
+    /// the reason in `error` (lastError() stays the writing thread's).
+    bool syncToDisk(std::string& error) const;
     /// Flushes, closes and (atomic mode) renames into place.
     bool close();
     /// Stops writing and removes what was written (the temporary file in atomic mode, else the file).
