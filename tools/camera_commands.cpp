@@ -3,7 +3,9 @@
 
 #include "camera_commands.h"
 
+#include "cli_signals.h"
 #include "quorvel/DvsCameraManager.h"
+#include "quorvel/TemporaryFiles.h"
 #include "quorvel/VirtualCameras.h"
 
 #include <nlohmann/json.hpp>
@@ -15,6 +17,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,7 +26,7 @@ using namespace quorvel;
 
 const char* const kCameraCommandsUsage =
     "  cameras [--json]                            list the cameras (simulated, replayed, attached)\n"
-    "  record SERIAL OUT --seconds N [--set T.P=V]  record a camera to a .raw file\n"
+    "  record SERIAL OUT [--seconds N] [--set T.P=V] record a camera to a .raw file (Ctrl+C ends it)\n"
     "  simulate OUT --seconds N [--scene S]        make a .raw recording from the simulated sensor\n";
 
 namespace {
@@ -37,13 +40,23 @@ const std::map<std::string, std::string> kHelp = {
      "serial, product, manufacturer, interface (1 = network), ip, local_ip, mask, gateway, firmware,\n"
      "width, height.\n"},
     {"record",
-     "usage: quorvel record SERIAL OUT.raw --seconds N [--set TOOL.PARAM=VALUE]... [--cache-seconds S]\n"
+     "usage: quorvel record SERIAL OUT.raw [--seconds N] [--set TOOL.PARAM=VALUE]... [--cache-seconds S]\n"
+     "                      [--queue-mb M] [--verbose] [--fail-on-loss]\n"
      "Opens the camera, applies each --set (TOOL is a configuration section such as Biases, ROI,\n"
      "AntiFlicker, EventRateControl, EventTrailFilter, TirggerIn, APS, case-insensitive; PARAM a\n"
      "parameter name; VALUE a number, true/false or an option text), streams and records N seconds\n"
-     "(fractions allowed) into OUT.raw (EVT 3.0). With --cache-seconds the camera first fills its\n"
-     "pre-trigger cache for S seconds and the file starts S seconds before the recording does.\n"
-     "Prints the number of events written.\n"},
+     "(fractions allowed) into OUT.raw (EVT 3.0), or without --seconds until Ctrl+C, SIGTERM or\n"
+     "SIGHUP. A signal ends the recording like the end of its time: every event received is\n"
+     "written, the file closed and the summary printed (exit 0); a second signal ends at once.\n"
+     "The file is made durable four times a second, so a kill or power cut loses at most the last\n"
+     "half second. With --cache-seconds the camera first fills its pre-trigger cache for S seconds\n"
+     "and the file starts S seconds before the recording does.\n"
+     "Prints the number of events written, then what the stream lost: events and packets, and each\n"
+     "gap with its time span in sensor microseconds and where it happened (camera: its readout\n"
+     "overflowed; network: packets that never arrived; recording: the disk was slower than the\n"
+     "stream and the writer's queue of M MB, default 128, was full). --verbose reports losses as\n"
+     "they happen and the progress once a second on stderr; --fail-on-loss exits with 3 when\n"
+     "anything was lost.\n"},
     {"simulate",
      "usage: quorvel simulate OUT.raw --seconds N [--scene NAME] [--geometry WxH] [--seed S]\n"
      "                        [--flicker-hz F] [--rate EV_PER_S] [--set TOOL.PARAM=VALUE]...\n"
@@ -63,15 +76,19 @@ struct CmdArgs {
     std::vector<std::string> positional;
     std::map<std::string, std::string> options;
     std::vector<std::string> sets;
+    std::set<std::string> flags;
     bool json = false;
 };
 
-CmdArgs parse(const std::string& cmd, int argc, char** argv, const std::vector<std::string>& valued, bool allowJson) {
+CmdArgs parse(const std::string& cmd, int argc, char** argv, const std::vector<std::string>& valued, bool allowJson,
+              const std::vector<std::string>& flags = {}) {
     CmdArgs a;
     for (int i = 2; i < argc; ++i) {
         const std::string s = argv[i];
         if (s == "--json" && allowJson) {
             a.json = true;
+        } else if (std::find(flags.begin(), flags.end(), s) != flags.end()) {
+            a.flags.insert(s);
         } else if (s == "--set" || std::find(valued.begin(), valued.end(), s) != valued.end()) {
             if (i + 1 >= argc)
                 throw Fail{s + " needs a value"};
@@ -197,46 +214,127 @@ int cmdCameras(const CmdArgs& a) {
 
 int finishRecording(DvsCamera& cam, const std::string& out) {
     if (!cam.stopRecording())
-        throw Fail{"recording failed: " + cam.lastError()};
+        throw Fail{cam.lastError()}; // "recording 'OUT' failed: why"
     std::printf("wrote %llu events to %s\n", static_cast<unsigned long long>(cam.lastRecordingEventCount()),
                 out.c_str());
     return 0;
 }
 
+std::string gapText(const LossGap& g) {
+    char buf[160];
+    std::snprintf(buf, sizeof buf, "%llu..%llu us (%s): %llu events", static_cast<unsigned long long>(g.fromUs),
+                  static_cast<unsigned long long>(g.toUs), lossPlaceName(g.place),
+                  static_cast<unsigned long long>(g.events));
+    std::string s = buf;
+    if (g.packets)
+        s += " in " + std::to_string(g.packets) + " packets";
+    return s;
+}
+
+/// What the recording misses: one summary line and one line per gap.
+void printLoss(const StreamLoss& l) {
+    std::printf("lost: %llu events, %llu packets", static_cast<unsigned long long>(l.recordingLostEvents()),
+                static_cast<unsigned long long>(l.networkPackets));
+    if (l.any()) {
+        std::printf(" (camera %llu, network %llu, recording %llu events) in %llu gaps",
+                    static_cast<unsigned long long>(l.cameraEvents), static_cast<unsigned long long>(l.networkEvents),
+                    static_cast<unsigned long long>(l.recordingEvents), static_cast<unsigned long long>(l.gapCount));
+    }
+    std::printf("\n");
+    constexpr size_t kShown = 20;
+    size_t shown = 0;
+    for (const LossGap& g : l.gaps) {
+        if (g.place == LossPlace::Queue)
+            continue; // the polling queue is off while recording
+        if (shown++ == kShown)
+            break;
+        std::printf("  gap %s\n", gapText(g).c_str());
+    }
+    if (l.gapCount > shown && shown > kShown)
+        std::printf("  ... and %llu more gaps\n", static_cast<unsigned long long>(l.gapCount - kShown));
+}
+
 int cmdRecord(const CmdArgs& a) {
+    using Clock = std::chrono::steady_clock;
     if (a.positional.size() != 2)
         throw Fail{"record needs SERIAL and OUT (see quorvel record --help)"};
-    if (!a.options.count("--seconds"))
-        throw Fail{"record needs --seconds N"};
-    const double seconds = parseSeconds(a.options.at("--seconds"));
+    // Without --seconds the recording runs until a signal ends it.
+    const double seconds = a.options.count("--seconds") ? parseSeconds(a.options.at("--seconds")) : 0;
     const uint64_t cacheSeconds =
         a.options.count("--cache-seconds") ? parseUnsigned("--cache-seconds", a.options.at("--cache-seconds")) : 0;
     if (cacheSeconds > 3600)
         throw Fail{"--cache-seconds is at most 3600"};
+    const uint64_t queueMb = a.options.count("--queue-mb") ? parseUnsigned("--queue-mb", a.options.at("--queue-mb")) : 128;
+    if (queueMb < 1 || queueMb > 65536)
+        throw Fail{"--queue-mb must be within 1 .. 65536"};
+    const bool verbose = a.flags.count("--verbose") > 0;
+    const bool failOnLoss = a.flags.count("--fail-on-loss") > 0;
+    cli::catchStopSignals();
     DvsCameraManager m;
     auto cam = m.openCamera(a.positional[0]);
     if (!cam)
         throw Fail{"cannot open camera '" + a.positional[0] + "': " + DvsCameraManager::lastError()};
     for (const auto& s : a.sets)
         applySet(*cam, s);
+    // Nothing here polls the camera: its polling queue would only hold memory.
+    cam->setEventQueueLimit(0);
+    cam->setRecordingQueueLimit(queueMb << 20);
     if (cacheSeconds)
         cam->setCacheTime(static_cast<uint16_t>(cacheSeconds), "/tmp");
     if (cam->start() != 0)
         throw Fail{"cannot start camera '" + a.positional[0] + "': " + cam->lastError()};
-    if (cacheSeconds)
-        std::this_thread::sleep_for(std::chrono::seconds(cacheSeconds));
+    const auto stopped = [] { return cli::stopSignal() != 0; };
+    for (const auto until = Clock::now() + std::chrono::seconds(cacheSeconds); Clock::now() < until && !stopped();)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    if (stopped()) {
+        cam->stop();
+        std::fprintf(stderr, "quorvel: %s before the recording began; nothing written\n",
+                     cli::signalName(cli::stopSignal()));
+        return 0;
+    }
     if (!cam->startRecording(a.positional[1])) {
         cam->stop();
         throw Fail{"cannot record to '" + a.positional[1] + "': " + cam->lastError()};
     }
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (std::chrono::steady_clock::now() < end && cam->isRecording() && cam->isConnected())
+    const auto t0 = Clock::now();
+    const auto end = t0 + std::chrono::duration<double>(seconds > 0 ? seconds : 1e9);
+    auto nextReport = t0 + std::chrono::seconds(1);
+    uint64_t gapsShown = 0;
+    while (Clock::now() < end && !stopped() && cam->isRecording() && cam->isConnected()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (!verbose)
+            continue;
+        const StreamLoss l = cam->getStreamLoss();
+        for (; gapsShown < l.gaps.size(); ++gapsShown)
+            if (l.gaps[gapsShown].place != LossPlace::Queue)
+                std::fprintf(stderr, "quorvel: lost %s\n", gapText(l.gaps[gapsShown]).c_str());
+        if (Clock::now() >= nextReport) {
+            nextReport += std::chrono::seconds(1);
+            std::fprintf(stderr, "quorvel: %.0f s recorded, %llu events lost\n",
+                         std::chrono::duration<double>(Clock::now() - t0).count(),
+                         static_cast<unsigned long long>(l.recordingLostEvents()));
+        }
+    }
+    if (stopped())
+        std::fprintf(stderr, "quorvel: %s: ending the recording\n", cli::signalName(cli::stopSignal()));
+    // A camera that went away: its stream drains what already arrived and counts what the camera
+    // said it had sent but never came, then ends by itself.
+    for (int i = 0; i < 100 && !cam->isConnected() && cam->isStreaming(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    // The stream stops first, so every event received so far reaches the file.
+    cam->stop();
     const bool lost = !cam->isConnected();
     const int rc = finishRecording(*cam, a.positional[1]);
-    cam->stop();
+    const StreamLoss l = cam->getStreamLoss();
+    printLoss(l);
+    std::fflush(stdout);
     if (lost)
         throw Fail{"camera '" + a.positional[0] + "' was lost during the recording: " + cam->lastError()};
+    if (failOnLoss && l.recordingLostEvents() > 0) {
+        std::fprintf(stderr, "quorvel: error: %llu events were lost (--fail-on-loss)\n",
+                     static_cast<unsigned long long>(l.recordingLostEvents()));
+        return 3;
+    }
     return rc;
 }
 
@@ -283,6 +381,8 @@ int cmdSimulate(const CmdArgs& a) {
     }
     for (const auto& s : a.sets)
         applySet(*cam, s);
+    // An interrupted simulation leaves no partial file behind (the signal handler removes it).
+    TemporaryFileGuard unfinished(a.positional[0]);
     if (!cam->startRecording(a.positional[0]))
         throw Fail{"cannot write '" + a.positional[0] + "': " + cam->lastError()};
     if (cam->start() != 0)
@@ -290,7 +390,9 @@ int cmdSimulate(const CmdArgs& a) {
     while (cam->isStreaming() && cam->isRecording())
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     cam->stop();
-    return finishRecording(*cam, a.positional[0]);
+    const int rc = finishRecording(*cam, a.positional[0]);
+    unfinished.release();
+    return rc;
 }
 
 } // namespace
@@ -316,7 +418,8 @@ std::optional<int> runCameraCommand(int argc, char** argv) {
         if (cmd == "cameras")
             return cmdCameras(parse(cmd, argc, argv, {}, true));
         if (cmd == "record")
-            return cmdRecord(parse(cmd, argc, argv, {"--seconds", "--cache-seconds"}, false));
+            return cmdRecord(parse(cmd, argc, argv, {"--seconds", "--cache-seconds", "--queue-mb"}, false,
+                                   {"--verbose", "--fail-on-loss"}));
         return cmdSimulate(
             parse(cmd, argc, argv, {"--seconds", "--scene", "--seed", "--rate", "--flicker-hz", "--geometry"}, false));
     } catch (const Fail& f) {

@@ -4,7 +4,9 @@
 // stderr only when stderr is a terminal, so scripts get clean output.
 
 #include "camera_commands.h"
+#include "cli_signals.h"
 #include "quorvel/DvsFileReader.h"
+#include "quorvel/TemporaryFiles.h"
 #include "quorvel/raw/RawFileWriter.h"
 #include "quorvel/raw/RawIndex.h"
 
@@ -346,6 +348,7 @@ int cmdConvert(const Args& a) {
     };
     if (csv) {
         const std::string tmp = out + ".part";
+        TemporaryFileGuard listed(tmp); // removed by the signal handler should we be interrupted
         std::FILE* f = std::fopen(tmp.c_str(), "wb");
         if (!f)
             fail("cannot create '" + tmp + "': " + std::strerror(errno));
@@ -437,6 +440,8 @@ int main(int argc, char** argv) {
         std::printf("quorvel %s\n", QV_VERSION);
         return 0;
     }
+    // Interrupted, a command leaves no half-written output under a temporary name behind.
+    quorvel::cli::removeTemporaryFilesOnSignals();
     if (cmd == "--help" || cmd == "-h" || cmd == "help") {
         std::fprintf(stdout, kUsage, kCameraCommandsUsage);
         std::fputs("\n", stdout);

@@ -248,6 +248,20 @@ TEST_F(CameraStreaming, UnreadQueueDropsOldBatchesAndCountsThem) {
     EXPECT_GT(cam.droppedEvents(), 0u);
     EXPECT_TRUE(ordered(got));
     EXPECT_FALSE(cam.getEvents(got));
+    // The drops are the queue's, not the camera's, and lie before what is left.
+    const StreamLoss loss = cam.getStreamLoss();
+    EXPECT_EQ(loss.queueEvents, cam.droppedEvents());
+    EXPECT_EQ(loss.lostEvents(), 0u);
+    ASSERT_FALSE(loss.gaps.empty());
+    EXPECT_LT(loss.gaps.back().toUs, got.front().timestamp);
+
+    // Switched off, the queue holds nothing and drops nothing.
+    cam.setEventQueueLimit(0);
+    ASSERT_EQ(cam.start(), 0);
+    std::this_thread::sleep_for(100ms);
+    cam.stop();
+    EXPECT_FALSE(cam.getEvents(got));
+    EXPECT_EQ(cam.droppedEvents(), 0u);
 }
 
 TEST_F(FusionCameraTest, OpensFromItsDescriptionAndStreamsEvents) {

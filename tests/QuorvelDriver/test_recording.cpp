@@ -12,6 +12,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <mutex>
 #include <sys/resource.h>
 #include <thread>
@@ -240,4 +242,78 @@ TEST_F(Recording, FastSourceIsRecordedWithoutLoss) {
     const FileContents f = readAll(path);
     EXPECT_EQ(f.events.size(), produced);
     EXPECT_EQ(f.header.width, 1280u);
+}
+
+TEST_F(Recording, AFullQueueNeverMakesALiveCameraWaitAndEveryBatchLeftOutIsSaidSo) {
+    // The "disk" is a pipe the test reads only when it wants: the writer blocks on it for real.
+    const std::string fifo = dir.file("slow-disk");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    std::signal(SIGPIPE, SIG_IGN);
+    // 8 MB of scattered events: megabytes encoded, so the writer meets the full pipe in each one.
+    std::vector<Event2D> batch(500000);
+    for (size_t i = 0; i < batch.size(); ++i)
+        batch[i] = Event2D(static_cast<uint16_t>(i * 37 % 640), static_cast<uint16_t>(i * 11 % 480), 1, 1000 + i / 50);
+    const auto push = [&](detail::Recorder& rec, uint64_t shift) {
+        for (auto& e : batch)
+            e.timestamp += shift;
+        return rec.push(batch.data(), batch.data() + batch.size(), nullptr, nullptr);
+    };
+    detail::RecorderOptions o;
+    o.writer.width = 640;
+    o.writer.height = 480;
+    o.maxQueuedBytes = 20u << 20;
+    o.direct = false;
+    o.flushMs = 0;
+    {
+        o.dropWhenFull = true;
+        detail::Recorder live;
+        std::string err;
+        ASSERT_TRUE(live.open(fifo, o, {}, err)) << err;
+        ASSERT_EQ(push(live, 0), detail::Recorder::Push::Queued);
+        std::this_thread::sleep_for(200ms); // taken by the writer, which now waits for the pipe
+        int queued = 1, dropped = 0;
+        const auto t0 = std::chrono::steady_clock::now();
+        for (int i = 1; i < 6; ++i)
+            (push(live, 10000) == detail::Recorder::Push::Queued ? queued : dropped)++;
+        EXPECT_LT(std::chrono::steady_clock::now() - t0, 1s); // never waited
+        EXPECT_GE(dropped, 2);
+        EXPECT_LE(live.heldBytes(), o.maxQueuedBytes + o.maxQueuedBytes / 4);
+        // Once the pipe is read, everything queued arrives: exactly the batches not left out.
+        std::string bytes;
+        std::thread drain([&] {
+            char buf[1 << 16];
+            for (;;) {
+                const ssize_t n = ::read(reader, buf, sizeof buf);
+                if (n > 0)
+                    bytes.append(buf, static_cast<size_t>(n));
+                else if (n == 0)
+                    break;
+                else
+                    std::this_thread::sleep_for(1ms);
+            }
+        });
+        EXPECT_TRUE(live.finish(err)) << err;
+        drain.join();
+        test::writeFile(dir.file("drained.raw"), bytes);
+        EXPECT_EQ(readAll(dir.file("drained.raw")).events.size(), queued * batch.size());
+    }
+    {
+        // An offline source waits instead, and a disk that never makes room fails the recording.
+        o.dropWhenFull = false;
+        o.maxWaitMs = 300;
+        const int keepOpen = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+        detail::Recorder offline;
+        std::string err;
+        ASSERT_TRUE(offline.open(fifo, o, {}, err)) << err;
+        detail::Recorder::Push last = detail::Recorder::Push::Queued;
+        for (int i = 0; i < 6 && last == detail::Recorder::Push::Queued; ++i)
+            last = push(offline, 10000);
+        EXPECT_EQ(last, detail::Recorder::Push::Failed);
+        EXPECT_NE(offline.error().find("cannot keep up"), std::string::npos) << offline.error();
+        ::close(keepOpen);
+        ::close(reader); // the writer's blocked write ends with a broken pipe
+        EXPECT_FALSE(offline.finish(err));
+    }
 }

@@ -323,12 +323,36 @@ TEST(NetSequence, CountsGapsSkipsStaleStreamsAndRefusesGoingBack) {
     EXPECT_EQ(t.onPacket(packet(2, 4, 50, 5), err), V::Invalid); // repeated number
     EXPECT_EQ(t.onPacket(packet(2, 5, 49, 5), err), V::Invalid); // event index going back
     EXPECT_EQ(t.onPacket(packet(2, 5, 60, 5), err), V::Invalid); // events skipped, no packet skipped
+    // Events the camera itself lost are skipped in the index and named by the next packet: the
+    // camera's share, never network loss; more than it names is still invalid without a packet gap.
+    PacketHeader overflow = packet(2, 5, 1050, 5);
+    overflow.cameraLost = 1000;
+    EXPECT_EQ(t.onPacket(overflow, err), V::Accept) << err;
+    EXPECT_EQ(t.cameraLostEvents(), 1000u);
+    EXPECT_EQ(t.lostEvents(), 25u);
+    overflow = packet(2, 6, 1100, 5);
+    overflow.cameraLost = 10;
+    EXPECT_EQ(t.onPacket(overflow, err), V::Invalid);
+    // A camera loss announced after lost packets: both shares counted.
+    overflow = packet(2, 8, 1200, 5);
+    overflow.cameraLost = 50;
+    EXPECT_EQ(t.onPacket(overflow, err), V::Accept) << err;
+    EXPECT_EQ(t.cameraLostEvents(), 1050u);
+    EXPECT_EQ(t.lostEvents(), 25u + 95u);
+    EXPECT_EQ(t.lostPackets(), 4u);
+    // The field crosses the wire.
+    std::vector<uint8_t> wire(kPacketHeaderSize);
+    overflow.payloadBytes = 64;
+    writePacketHeader(overflow, wire.data());
+    PacketHeader back;
+    ASSERT_TRUE(parsePacketHeader(wire.data(), wire.size(), back, err)) << err;
+    EXPECT_EQ(back.cameraLost, 50u);
     // A heartbeat that announced more than arrived settles the difference once.
-    t.settle(8, 80);
-    EXPECT_EQ(t.lostPackets(), 5u);
-    EXPECT_EQ(t.lostEvents(), 55u);
-    t.settle(8, 80);
-    EXPECT_EQ(t.lostPackets(), 5u);
+    t.settle(12, 1400);
+    EXPECT_EQ(t.lostPackets(), 7u);
+    EXPECT_EQ(t.lostEvents(), 120u + 195u);
+    t.settle(12, 1400);
+    EXPECT_EQ(t.lostPackets(), 7u);
     t.settle(3, 10); // older than what arrived: nothing lost
-    EXPECT_EQ(t.lostPackets(), 5u);
+    EXPECT_EQ(t.lostPackets(), 7u);
 }

@@ -9,8 +9,10 @@ namespace quorvel {
 struct QvStatisticInfo {
     uint64_t bandwidth = 0; ///< bytes per second of the encoded stream
     uint64_t eventRate = 0; ///< events per second
-    /// Network cameras: stream packets and events lost between camera and host since the stream
-    /// started (sequence gaps and what a broken link cut off). Always 0 for local cameras.
+    /// Since the stream started: stream packets a network camera sent that never arrived
+    /// (sequence gaps and what a broken link cut off; 0 for local cameras), and the events the
+    /// camera produced that never reached the host (in those packets, or lost in the camera when
+    /// its readout fell behind).
     uint64_t lostPackets = 0;
     uint64_t lostEvents = 0;
 

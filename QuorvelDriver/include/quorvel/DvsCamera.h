@@ -9,8 +9,10 @@
 // time interval (setTimeInterval, default 10 ms of sensor time). Each batch goes to every events
 // callback, into the queue read by getEvents(), to a running recording and to the pre-trigger
 // cache. Batches are non-decreasing in time. If nobody reads getEvents() fast enough the queue
-// keeps the newest 8 M events and counts the older ones as dropped (droppedEvents()); callbacks
-// and recordings never lose events.
+// keeps the newest 8 M events (setEventQueueLimit) and counts the older ones as dropped
+// (droppedEvents()); callbacks never lose events. A recording's own queue is bounded too
+// (setRecordingQueueLimit): when the disk cannot keep up with a live stream, batches are left out
+// of the file and counted. Every loss, where it happened and when, is in getStreamLoss().
 //
 // Errors: operations report failure by return value and set lastError(). start() returns 0 on
 // success, -1 when the camera is disconnected, -2 when its source cannot start.
@@ -22,6 +24,7 @@
 #include "quorvel/CameraTool.h"
 #include "quorvel/Event2D.h"
 #include "quorvel/QvStatisticInfo.h"
+#include "quorvel/StreamLoss.h"
 #include "quorvel/ToolType.h"
 
 #include <cstdint>
@@ -102,12 +105,23 @@ public:
     /// Events written by the last finished recording.
     uint64_t lastRecordingEventCount() const;
 
-    /// Events removed from the getEvents() queue because it was not read in time.
+    /// Events the getEvents() queue keeps before it drops its oldest batches (default 8 M, about
+    /// 128 MB). 0 switches the queue off, for a client that only uses callbacks or records.
+    void setEventQueueLimit(uint64_t events);
+    /// Bytes of events (16 each) a recording started afterwards may queue for its writer (default
+    /// 128 MB); a live stream that finds it full leaves the batch out of the file and counts it.
+    void setRecordingQueueLimit(uint64_t bytes);
+
+    /// Events removed from the getEvents() queue because it was not read in time, since start().
     uint64_t droppedEvents() const;
-    /// Network cameras: stream packets and events that were lost on the way from the camera
-    /// since start() (counted from sequence gaps, never silent). 0 for local cameras.
+    /// Stream packets that never arrived from a network camera since start() (sequence gaps and
+    /// what a broken link cut off; never silent). 0 for local cameras.
     uint64_t lostPackets() const;
+    /// Events the camera produced since start() that never reached this computer: lost in the
+    /// camera itself (its readout overflowed) or in lost packets.
     uint64_t lostEvents() const;
+    /// All of it with the gaps' times and since when it is counted (for a loss label's tooltip).
+    StreamLoss getStreamLoss() const;
     std::string lastError() const;
 
     /// The shared implementation (for the SDK's own tools and tests).

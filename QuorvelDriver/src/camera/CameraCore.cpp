@@ -34,7 +34,9 @@ constexpr uint64_t kMaxLagUs = 200000;
 
 CameraCore::CameraCore(CameraDescription desc, std::unique_ptr<EventSource> source, const CameraCoreOptions& options)
     : m_desc(std::move(desc)), m_source(std::move(source)), m_options(options), m_width(m_source->width()),
-      m_height(m_source->height()), m_pipeline(m_width, m_height) {
+      m_height(m_source->height()), m_pipeline(m_width, m_height), m_queueLimit(options.maxQueuedEvents),
+      m_recordingQueueBytes(options.recordingQueueBytes) {
+    m_source->setLossLog(m_loss.get());
     m_desc.width = m_width;
     m_desc.height = m_height;
     if (m_options.remote) {
@@ -86,8 +88,15 @@ void CameraCore::setError(const std::string& e) const {
 }
 
 std::string CameraCore::lastError() const {
-    std::lock_guard lock(m_errorMutex);
-    return m_error;
+    {
+        std::lock_guard lock(m_errorMutex);
+        if (!m_error.empty())
+            return m_error;
+    }
+    // The link may have gone before the streaming thread noticed and said why.
+    if (m_options.remote && !m_options.remote->linkUp())
+        return m_options.remote->linkError();
+    return {};
 }
 
 bool CameraCore::loadConfig(const std::string& path) {
@@ -203,13 +212,19 @@ int CameraCore::start() {
         std::lock_guard c(m_counterMutex);
         m_counters = {};
     }
+    m_loss->reset();
+    m_rateEvents = m_ratePrevEvents = m_ratePrevUs = 0;
+    m_rateFromUs = m_source->now();
+    m_queueDropping = m_recordingDropping = false;
     {
         // Events of an earlier stream are stale for whoever polls the new one.
         std::lock_guard q(m_queueMutex);
         for (auto& v : m_queue) {
             v.clear();
-            if (m_spare.size() < kMaxSpare)
+            if (m_spare.size() < kMaxSpare && m_spareEvents + v.capacity() <= m_queueLimit / 4) {
+                m_spareEvents += v.capacity();
                 m_spare.push_back(std::move(v));
+            }
         }
         m_queue.clear();
         m_queued = 0;
@@ -254,12 +269,10 @@ void CameraCore::run() {
                 continue;
             }
             // A live sensor never lags: when the simulation cannot keep up (a busy scene on a busy
-            // machine) it skips ahead like a sensor whose readout overflows, and says how much.
-            const uint64_t lag = target - m_source->now();
-            if (lag > kMaxLagUs && m_source->skipTo(target)) {
-                std::lock_guard c(m_counterMutex);
-                m_counters.skippedUs += lag;
-            }
+            // machine, a host that stalled the process) it skips ahead like a sensor whose readout
+            // FIFO overflows, and counts what that loses.
+            if (target - m_source->now() > kMaxLagUs)
+                skipAhead(target);
         }
         uint32_t chunk = kChunkUs;
         if (m_options.durationUs) {
@@ -281,6 +294,13 @@ void CameraCore::run() {
             break;
         }
         batchProduced += batch.size() - evFrom;
+        m_rateEvents += batch.size() - evFrom;
+        if (m_source->now() - m_rateFromUs >= 1000000) {
+            m_ratePrevEvents = m_rateEvents;
+            m_ratePrevUs = m_source->now() - m_rateFromUs;
+            m_rateEvents = 0;
+            m_rateFromUs = m_source->now();
+        }
         if (!m_options.remote)
             m_pipeline.process(batch, evFrom, batchTr, trFrom);
         if (m_source->now() - batchStart >= m_intervalUs.load(std::memory_order_relaxed)) {
@@ -291,6 +311,34 @@ void CameraCore::run() {
     }
     deliver(batch, batchTr, batchProduced);
     m_running = false;
+}
+
+void CameraCore::skipAhead(uint64_t target) {
+    const uint64_t from = m_source->now();
+    if (!m_source->skipTo(target))
+        return;
+    uint64_t lost = 0;
+    if (const auto exact = m_source->eventsBetween(from, target)) {
+        lost = *exact;
+    } else {
+        // A simulated scene cannot say what it would have shown without simulating it: the rate
+        // of the last second or two stands in for it.
+        const uint64_t events = m_ratePrevEvents + m_rateEvents;
+        const uint64_t spanUs = m_ratePrevUs + (from - m_rateFromUs);
+        lost = spanUs ? static_cast<uint64_t>(static_cast<double>(events) * static_cast<double>(target - from) /
+                                              static_cast<double>(spanUs))
+                      : 0;
+    }
+    m_rateFromUs = target;
+    m_rateEvents = 0;
+    {
+        std::lock_guard c(m_counterMutex);
+        m_counters.skippedUs += target - from;
+    }
+    m_loss->add(LossPlace::Camera, from, target, lost);
+    Logger::Instance().log_(LOG_WARNING, __FILE__, __LINE__,
+                            "camera " + m_desc.serial + " fell " + std::to_string((target - from) / 1000) +
+                                " ms behind its sensor and skipped ahead: " + std::to_string(lost) + " events lost");
 }
 
 uint64_t CameraCore::encodedSize(const Event2D* b, const Event2D* e, const EventTriggerIn* tb,
@@ -319,9 +367,9 @@ void CameraCore::statistics(std::chrono::steady_clock::time_point now, bool fina
         const uint64_t received = m_options.remote->receivedBytes();
         info.bandwidth = static_cast<uint64_t>((received - m_statRemoteBytes) / sec);
         m_statRemoteBytes = received;
-        info.lostPackets = m_options.remote->lostPackets();
-        info.lostEvents = m_options.remote->lostEvents();
     }
+    info.lostPackets = m_loss->lostPackets();
+    info.lostEvents = m_loss->lostEvents();
     m_statStart = now;
     m_statEvents = m_statBytes = 0;
     StatisticCallbackFn cb;
@@ -373,40 +421,74 @@ void CameraCore::deliver(std::vector<Event2D>& batch, std::vector<EventTriggerIn
         std::lock_guard lock(m_recMutex);
         if (m_cache)
             m_cache->append(b, e, batchTr.data(), batchTr.data() + batchTr.size());
-        if (m_recorder && !m_recorder->failed() &&
-            !m_recorder->push(b, e, batchTr.data(), batchTr.data() + batchTr.size()))
-            setError("recording '" + m_recorder->path() + "' failed: " + m_recorder->error());
+        if (m_recorder && !m_recorder->failed()) {
+            switch (m_recorder->push(b, e, batchTr.data(), batchTr.data() + batchTr.size())) {
+            case Recorder::Push::Queued: m_recordingDropping = false; break;
+            case Recorder::Push::Dropped:
+                // The disk is slower than the stream: this batch is not in the file, and says so.
+                if (b != e)
+                    m_loss->add(LossPlace::Recording, b->timestamp, (e - 1)->timestamp, batch.size(), 0,
+                                m_recordingDropping);
+                m_recordingDropping = true;
+                break;
+            case Recorder::Push::Failed:
+                setError("recording '" + m_recorder->path() + "' failed: " + m_recorder->error());
+                break;
+            }
+        }
     }
 
-    if (!batch.empty()) {
-        std::lock_guard lock(m_queueMutex);
-        m_queued += batch.size();
-        std::vector<Event2D> next;
-        if (!m_spare.empty()) {
-            next = std::move(m_spare.back());
-            m_spare.pop_back();
-        } else {
-            next.reserve(batch.capacity()); // the next batch will be about as large: no regrowing
-            adviseHugePages(next);
-        }
-        m_queue.push_back(std::move(batch));
-        batch = std::move(next);
-        // Nobody is reading fast enough: drop the oldest batches, as a sensor's FIFO would, and
-        // count them.
-        while (m_queued > m_options.maxQueuedEvents && m_queue.size() > 1) {
-            m_queued -= m_queue.front().size();
-            {
-                std::lock_guard c(m_counterMutex);
-                m_counters.queueDropped += m_queue.front().size();
-            }
-            m_queue.front().clear();
-            if (m_spare.size() < kMaxSpare)
-                m_spare.push_back(std::move(m_queue.front()));
-            m_queue.pop_front();
-        }
-    }
+    if (!batch.empty())
+        queueBatch(batch);
     batch.clear();
     batchTr.clear();
+}
+
+void CameraCore::queueBatch(std::vector<Event2D>& batch) {
+    const size_t limit = m_queueLimit.load(std::memory_order_relaxed);
+    std::lock_guard lock(m_queueMutex);
+    if (limit == 0) {
+        // Nobody polls (a daemon, a recorder): the batch buffer is simply used again.
+        for (auto& v : m_queue)
+            m_queued -= v.size();
+        m_queue.clear();
+        m_spare.clear();
+        m_spareEvents = 0;
+        return;
+    }
+    m_queued += batch.size();
+    std::vector<Event2D> next;
+    if (!m_spare.empty()) {
+        next = std::move(m_spare.back());
+        m_spare.pop_back();
+        m_spareEvents -= next.capacity();
+    } else {
+        next.reserve(batch.capacity()); // the next batch will be about as large: no regrowing
+        adviseHugePages(next);
+    }
+    m_queue.push_back(std::move(batch));
+    batch = std::move(next);
+    // Nobody is reading fast enough: drop the oldest batches, and count them. Memory stays within
+    // the limit plus a batch, and a quarter of it in buffers kept for reuse.
+    bool dropped = false;
+    while (m_queued > limit && m_queue.size() > 1) {
+        std::vector<Event2D>& old = m_queue.front();
+        m_queued -= old.size();
+        {
+            std::lock_guard c(m_counterMutex);
+            m_counters.queueDropped += old.size();
+        }
+        m_loss->add(LossPlace::Queue, old.front().timestamp, old.back().timestamp, old.size(), 0,
+                    m_queueDropping || dropped);
+        dropped = true;
+        old.clear();
+        if (m_spare.size() < kMaxSpare && m_spareEvents + old.capacity() <= limit / 4) {
+            m_spareEvents += old.capacity();
+            m_spare.push_back(std::move(old));
+        }
+        m_queue.pop_front();
+    }
+    m_queueDropping = dropped;
 }
 
 bool CameraCore::getEvents(std::vector<Event2D>& out) {
@@ -423,8 +505,10 @@ bool CameraCore::getEvents(std::vector<Event2D>& out) {
         if (m_queue.size() == 1 && out.capacity() < m_queue.front().size()) {
             out.swap(m_queue.front());
             m_queue.front().clear();
-            if (m_spare.size() < kMaxSpare)
+            if (m_spare.size() < kMaxSpare && m_spareEvents + m_queue.front().capacity() <= m_queueLimit / 4) {
+                m_spareEvents += m_queue.front().capacity();
                 m_spare.push_back(std::move(m_queue.front()));
+            }
             m_queue.clear();
             m_queued = 0;
             return !out.empty();
@@ -441,8 +525,10 @@ bool CameraCore::getEvents(std::vector<Event2D>& out) {
     std::lock_guard lock(m_queueMutex);
     for (auto& v : taken) {
         v.clear();
-        if (m_spare.size() < kMaxSpare)
+        if (m_spare.size() < kMaxSpare && m_spareEvents + v.capacity() <= m_queueLimit / 4) {
+            m_spareEvents += v.capacity();
             m_spare.push_back(std::move(v));
+        }
     }
     return !out.empty();
 }
@@ -490,6 +576,9 @@ bool CameraCore::startRecording(const std::string& path) {
         return false;
     }
     RecorderOptions o;
+    o.maxQueuedBytes = m_recordingQueueBytes;
+    // A live camera cannot wait for a slow disk; an offline simulation can.
+    o.dropWhenFull = m_options.realtime || m_options.remote;
     o.writer.width = m_width;
     o.writer.height = m_height;
     o.writer.serial = m_desc.serial;
@@ -504,7 +593,15 @@ bool CameraCore::startRecording(const std::string& path) {
         return false;
     }
     m_recorder = std::move(rec);
+    m_recordingDropping = false;
     return true;
+}
+
+void CameraCore::setEventQueueLimit(size_t events) { m_queueLimit = events; }
+
+void CameraCore::setRecordingQueueLimit(size_t bytes) {
+    std::lock_guard lock(m_recMutex);
+    m_recordingQueueBytes = bytes;
 }
 
 bool CameraCore::stopRecording() {
@@ -565,10 +662,8 @@ void CameraCore::reconnect() { m_connected = true; }
 StreamCounters CameraCore::counters() const {
     std::lock_guard c(m_counterMutex);
     StreamCounters out = m_counters;
-    if (m_options.remote) {
-        out.lostPackets = m_options.remote->lostPackets();
-        out.lostEvents = m_options.remote->lostEvents();
-    }
+    out.lostPackets = m_loss->lostPackets();
+    out.lostEvents = m_loss->lostEvents();
     return out;
 }
 

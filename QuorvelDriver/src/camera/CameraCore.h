@@ -12,12 +12,14 @@
 #include "camera/EventCache.h"
 #include "camera/EventPipeline.h"
 #include "camera/EventSource.h"
+#include "camera/LossLog.h"
 #include "camera/ParameterTool.h"
 #include "camera/RemoteEnd.h"
 #include "camera/Recorder.h"
 #include "quorvel/CameraDescription.h"
 #include "quorvel/Event2D.h"
 #include "quorvel/QvStatisticInfo.h"
+#include "quorvel/StreamLoss.h"
 #include "quorvel/raw/EventEncoder.h"
 
 #include <atomic>
@@ -41,7 +43,10 @@ using StatisticCallbackFn = std::function<void(QvStatisticInfo)>;
 struct CameraCoreOptions {
     bool fusion = false;   ///< adds the APS tool
     bool realtime = true;  ///< pace the source to the wall clock (off for offline generation)
+    /// Events the getEvents() queue keeps before it drops its oldest batches (0: no queue).
     size_t maxQueuedEvents = 8u << 20;
+    /// Bytes a recording may queue for its writer (see Recorder).
+    size_t recordingQueueBytes = 128u << 20;
     uint64_t durationUs = 0; ///< the stream ends after this much sensor time (0: never)
     /// Set for a network camera: tools, configuration and stream control live in its daemon.
     std::shared_ptr<RemoteEnd> remote;
@@ -55,7 +60,7 @@ struct StreamCounters {
     uint64_t triggers = 0;
     uint64_t skippedUs = 0; ///< sensor time skipped because the source fell behind the wall clock
     uint64_t lostPackets = 0; ///< network cameras: stream packets that never arrived
-    uint64_t lostEvents = 0;  ///< network cameras: events in them
+    uint64_t lostEvents = 0;  ///< events that never reached this computer (see StreamLoss)
     PipelineCounters filtered;
 };
 
@@ -95,6 +100,11 @@ public:
     void setTimeInterval(uint32_t us);
     uint32_t timeInterval() const { return m_intervalUs.load(); }
 
+    /// 0 turns the getEvents() queue off; a smaller limit applies from the next batch on.
+    void setEventQueueLimit(size_t events);
+    /// For recordings started afterwards.
+    void setRecordingQueueLimit(size_t bytes);
+
     bool startRecording(const std::string& path);
     bool stopRecording();
     bool recording() const;
@@ -108,6 +118,11 @@ public:
     void reconnect();
 
     StreamCounters counters() const;
+    StreamLoss loss() const { return m_loss->snapshot(); }
+    /// Events the camera itself lost since start() (its sensor skipped ahead).
+    uint64_t cameraLostEvents() const { return m_loss->cameraEvents(); }
+    /// The error of the stream or the camera; when none was set but the link to a network camera
+    /// is down, the link's reason.
     std::string lastError() const;
     void setError(const std::string& e) const;
 
@@ -116,6 +131,8 @@ private:
     void refreshSettings();
     void deliver(std::vector<Event2D>& events, std::vector<EventTriggerIn>& triggers, uint64_t produced);
     void statistics(std::chrono::steady_clock::time_point now, bool final = false);
+    void skipAhead(uint64_t target);
+    void queueBatch(std::vector<Event2D>& batch);
     uint64_t encodedSize(const Event2D* b, const Event2D* e, const EventTriggerIn* tb, const EventTriggerIn* te);
 
     CameraDescription m_desc;
@@ -126,6 +143,9 @@ private:
     EventPipeline m_pipeline;
     std::vector<uint64_t> m_toolGenerations;
     std::chrono::steady_clock::time_point m_opened = std::chrono::steady_clock::now();
+    std::shared_ptr<LossLog> m_loss = std::make_shared<LossLog>();
+    // The stream's recent rate (streaming thread only), for what a skip ahead loses.
+    uint64_t m_rateEvents = 0, m_rateFromUs = 0, m_ratePrevEvents = 0, m_ratePrevUs = 0;
 
     // Streaming thread.
     std::mutex m_runMutex; // serialises start/stop
@@ -139,6 +159,9 @@ private:
     std::deque<std::vector<Event2D>> m_queue;
     std::vector<std::vector<Event2D>> m_spare;
     size_t m_queued = 0;
+    size_t m_spareEvents = 0; ///< capacity of m_spare, kept within a quarter of the queue limit
+    std::atomic<size_t> m_queueLimit;
+    bool m_queueDropping = false; ///< the last batch handed on pushed another one out
 
     // Callbacks.
     mutable std::mutex m_cbMutex;
@@ -155,6 +178,8 @@ private:
     std::unique_ptr<EventCache> m_cache;
     uint16_t m_cacheSeconds = 0;
     uint64_t m_lastRecordingEvents = 0;
+    size_t m_recordingQueueBytes;
+    bool m_recordingDropping = false; ///< the last batch found the recording's queue full
 
     // Statistics (streaming thread only, except the counters).
     mutable std::mutex m_counterMutex;

@@ -64,7 +64,17 @@ bool DvsCamera::setCacheTime(uint16_t seconds, std::string cacheFolder) {
 }
 uint64_t DvsCamera::lastRecordingEventCount() const { return m_core ? m_core->lastRecordingEvents() : 0; }
 
+void DvsCamera::setEventQueueLimit(uint64_t events) {
+    if (m_core)
+        m_core->setEventQueueLimit(static_cast<size_t>(events));
+}
+void DvsCamera::setRecordingQueueLimit(uint64_t bytes) {
+    if (m_core)
+        m_core->setRecordingQueueLimit(static_cast<size_t>(bytes));
+}
+
 uint64_t DvsCamera::droppedEvents() const { return m_core ? m_core->counters().queueDropped : 0; }
+StreamLoss DvsCamera::getStreamLoss() const { return m_core ? m_core->loss() : StreamLoss{}; }
 uint64_t DvsCamera::lostPackets() const { return m_core ? m_core->counters().lostPackets : 0; }
 uint64_t DvsCamera::lostEvents() const { return m_core ? m_core->counters().lostEvents : 0; }
 std::string DvsCamera::lastError() const { return m_core ? m_core->lastError() : "no such camera"; }

@@ -10,10 +10,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace quorvel::detail {
+
+class LossLog;
 
 class EventSource {
 public:
@@ -33,6 +36,12 @@ public:
     /// Jumps the sensor clock forward to `tUs` without producing the span in between (what a
     /// sensor whose readout overflows does). False when the source cannot skip (a replay).
     virtual bool skipTo(uint64_t /*tUs*/) { return false; }
+    /// How many events the source emits in [fromUs, toUs) when that is known without producing
+    /// them (a fixed-rate source); what a skip loses.
+    virtual std::optional<uint64_t> eventsBetween(uint64_t /*fromUs*/, uint64_t /*toUs*/) const { return std::nullopt; }
+    /// Where a source that learns of losses itself (a network camera) reports them. Called once,
+    /// before the first restart(); the log outlives the source.
+    virtual void setLossLog(LossLog* /*log*/) {}
     /// Whether the pixel array has biases (a replay does not).
     virtual bool hasBiases() const { return false; }
     virtual void setBiases(const BiasSettings&) {}

@@ -101,6 +101,11 @@ public:
         m_now = std::max(m_now, tUs);
         return true;
     }
+    std::optional<uint64_t> eventsBetween(uint64_t fromUs, uint64_t toUs) const override {
+        if (toUs <= fromUs)
+            return 0;
+        return toUs * m_rate / 1000000 - fromUs * m_rate / 1000000;
+    }
 
 private:
     uint16_t m_w, m_h;

@@ -34,6 +34,12 @@ using detail::ParameterTool;
 namespace {
 constexpr auto kHeartbeatPeriod = 200ms;
 constexpr auto kControllerTimeout = 3s;
+/// A request, once begun, must be complete within this; a host sends each in one write.
+constexpr auto kFrameDeadline = 1s;
+/// A connection holding no camera must send a complete request at least this often.
+constexpr auto kIdleTimeout = 2s;
+/// A new connection is safe from being pushed out for this long, time enough for its first request.
+constexpr auto kEvictionGrace = 100ms;
 constexpr size_t kPacketEvents = 65536; // ~130 KB packets: small enough to interleave, large enough to be cheap
 constexpr size_t kMaxConnections = 32;
 constexpr size_t kMaxOutBuffer = 4u << 20;
@@ -45,8 +51,8 @@ constexpr size_t kMaxOutBuffer = 4u << 20;
 /// and written by a sender thread of its own through a bounded queue.
 class StreamOut {
 public:
-    StreamOut(Socket sock, uint16_t w, uint16_t h, size_t capBytes)
-        : m_sock(std::move(sock)), m_enc(w, h), m_cap(capBytes) {
+    StreamOut(Socket sock, uint16_t w, uint16_t h, size_t capBytes, const CameraCore& core)
+        : m_sock(std::move(sock)), m_enc(w, h), m_cap(capBytes), m_core(core) {
         m_thread = std::thread([this] { sendLoop(); });
     }
     ~StreamOut() {
@@ -62,6 +68,7 @@ public:
         m_streamId = streamId;
         m_seq = 0;
         m_eventIndex = 0;
+        m_cameraLostSent = 0;
     }
     void events(const Event2D* b, const Event2D* e) {
         while (b != e) {
@@ -88,17 +95,23 @@ private:
             }
         }
         buf.clear();
+        // What the sensor lost since the last packet (its readout fell behind) is skipped in the
+        // event index and named in this packet, so the host counts it as the camera's loss.
+        const uint64_t cameraLost = m_core.cameraLostEvents();
+        const uint64_t newlyLost = std::min<uint64_t>(cameraLost - m_cameraLostSent, UINT32_MAX);
+        m_cameraLostSent += newlyLost;
         PacketHeader h;
         h.streamId = m_streamId;
         h.seq = m_seq.load();
-        h.firstEventIndex = m_eventIndex.load();
+        h.firstEventIndex = m_eventIndex.load() + newlyLost;
+        h.cameraLost = static_cast<uint32_t>(newlyLost);
         m_enc.encode(h, b, e, tb, te, buf);
         {
             std::lock_guard l(m_mutex);
             // The sequence number and event index advance even for a dropped packet: the host
             // sees the gap and counts it.
             m_seq.fetch_add(1);
-            m_eventIndex.fetch_add(static_cast<uint64_t>(e - b));
+            m_eventIndex.fetch_add(newlyLost + static_cast<uint64_t>(e - b));
             if (m_queuedBytes + buf.size() > m_cap && !m_queue.empty()) {
                 m_dropped.fetch_add(1);
                 if (m_spare.size() < 8)
@@ -152,6 +165,8 @@ private:
     Socket m_sock;
     PacketEncoder m_enc;
     size_t m_cap;
+    const CameraCore& m_core;
+    uint64_t m_cameraLostSent = 0; ///< streaming thread only
     std::mutex m_mutex;
     std::condition_variable m_cv;
     std::deque<std::vector<uint8_t>> m_queue;
@@ -192,7 +207,9 @@ struct CameraDaemon::Impl {
         Socket sock;
         ControlReader reader;
         std::vector<uint8_t> out;
-        Clock::time_point lastSeen = Clock::now();
+        Clock::time_point accepted = Clock::now();
+        Clock::time_point lastFrame = accepted;    ///< last complete request (or the connect)
+        Clock::time_point frameStarted = accepted; ///< first byte of the request not yet complete
         std::string peer;
         Cam* cam = nullptr;
         bool dead = false;
@@ -219,6 +236,11 @@ struct CameraDaemon::Impl {
     void release(Cam& cam);
     void flush(Conn& c);
     void heartbeats();
+    void expire(Clock::time_point now);
+    /// Makes room for one more connection: false when every slot is taken by a camera's
+    /// controller or a connection too new to judge.
+    bool makeRoom(Clock::time_point now);
+    void sayBye(Conn& c, const std::string& reason);
     bool attach(Conn& c, const Json& msg);
     Json describe(const Cam& cam) const;
     CameraAnnouncement announce(const Cam& cam, uint32_t index) const;
@@ -359,11 +381,7 @@ void CameraDaemon::Impl::loop() {
             heartbeats();
             nextHeartbeat = now + kHeartbeatPeriod;
         }
-        for (auto& c : conns)
-            if (!c->dead && c->sock.valid() && now - c->lastSeen > kControllerTimeout) {
-                logLine(LOG_WARNING, "controller " + c->peer + " went silent; releasing its camera");
-                c->dead = true;
-            }
+        expire(now);
         for (auto& cam : cams)
             if (cam->out && cam->out->broken() && cam->owner != -1) {
                 logLine(LOG_WARNING, "stream of " + cam->desc.serial + " broke; releasing the camera");
@@ -464,6 +482,57 @@ void CameraDaemon::Impl::onDatagram() {
     }
 }
 
+void CameraDaemon::Impl::expire(Clock::time_point now) {
+    // Slots go back as soon as a connection shows it is not a working host: a request dripping in
+    // byte by byte, a connection that never asks anything, a controller gone silent.
+    for (auto& c : conns) {
+        if (c->dead || !c->sock.valid())
+            continue;
+        if (c->reader.buffered() > 0 && now - c->frameStarted > kFrameDeadline) {
+            logLine(LOG_WARNING, "dropping connection " + c->peer + ": a request took longer than " +
+                                     std::to_string(std::chrono::milliseconds(kFrameDeadline).count()) + " ms");
+            c->dead = true;
+        } else if (c->cam && now - c->lastFrame > kControllerTimeout) {
+            logLine(LOG_WARNING, "controller " + c->peer + " went silent; releasing its camera");
+            sayBye(*c, "no request from this host for " +
+                           std::to_string(std::chrono::milliseconds(kControllerTimeout).count()) +
+                           " ms; the camera was released");
+            c->dead = true;
+        } else if (!c->cam && now - c->lastFrame > kIdleTimeout) {
+            logLine(LOG_DEBUG, "dropping idle connection " + c->peer);
+            c->dead = true;
+        }
+    }
+}
+
+bool CameraDaemon::Impl::makeRoom(Clock::time_point now) {
+    size_t live = 0;
+    Conn* victim = nullptr;
+    for (auto& c : conns) {
+        if (c->dead)
+            continue;
+        ++live;
+        // A controller is never pushed out; of the others the one that asked least recently goes.
+        if (!c->cam && now - c->accepted >= kEvictionGrace && (!victim || c->lastFrame < victim->lastFrame))
+            victim = c.get();
+    }
+    if (live < kMaxConnections)
+        return true;
+    if (!victim)
+        return false;
+    logLine(LOG_DEBUG, "connection " + victim->peer + " makes room for a new one");
+    victim->dead = true;
+    return true;
+}
+
+void CameraDaemon::Impl::sayBye(Conn& c, const std::string& reason) {
+    // Best effort, without waiting: the connection is closed right after.
+    const auto bytes = encodeControl({{"op", "bye"}, {"reason", reason}});
+    flush(c);
+    if (c.out.empty())
+        ::send(c.sock.fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
 void CameraDaemon::Impl::onAccept() {
     while (true) {
         sockaddr_in from{};
@@ -472,8 +541,18 @@ void CameraDaemon::Impl::onAccept() {
         if (fd < 0)
             return;
         Socket s(fd);
-        if (conns.size() >= kMaxConnections)
+        const auto now = Clock::now();
+        if (!makeRoom(now)) {
+            // Told, not just closed: the host can say why it cannot connect.
+            size_t live = 0;
+            for (auto& c : conns)
+                live += !c->dead;
+            const std::string why = "camera busy: " + std::to_string(live) + " connections";
+            const auto bytes = encodeControl({{"op", "reply"}, {"ok", false}, {"error", why}});
+            ::send(s.fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            logLine(LOG_WARNING, "refused " + addressText(from) + ": " + why);
             continue; // closes it
+        }
         auto c = std::make_unique<Conn>();
         c->id = nextConnId++;
         c->sock = std::move(s);
@@ -492,18 +571,25 @@ void CameraDaemon::Impl::onReadable(Conn& c) {
         }
         if (n < 0)
             return;
-        c.lastSeen = Clock::now();
+        const auto now = Clock::now();
+        const bool fresh = c.reader.buffered() == 0;
         if (!c.reader.feed(buf, static_cast<size_t>(n))) {
             logLine(LOG_WARNING, "dropping connection " + c.peer + ": " + c.reader.error());
             c.dead = true;
             return;
         }
         Json msg;
+        bool complete = false;
         while (!c.dead && c.reader.next(msg)) {
+            complete = true;
+            c.lastFrame = now;
             handle(c, msg);
             if (!c.sock.valid())
                 return; // became a stream connection
         }
+        // The deadline runs from the first byte of a request; only a finished request resets it.
+        if (c.reader.buffered() > 0 && (fresh || complete))
+            c.frameStarted = now;
     }
 }
 
@@ -602,7 +688,8 @@ bool CameraDaemon::Impl::attach(Conn& c, const Json& msg) {
         }
         int bufSize = 4 << 20;
         ::setsockopt(c.sock.fd(), SOL_SOCKET, SO_SNDBUF, &bufSize, sizeof bufSize);
-        cam->out = std::make_unique<StreamOut>(std::move(c.sock), cam->desc.width, cam->desc.height, opt.sendQueueBytes);
+        cam->out = std::make_unique<StreamOut>(std::move(c.sock), cam->desc.width, cam->desc.height, opt.sendQueueBytes,
+                                               *cam->core);
         StreamOut* out = cam->out.get();
         cam->evCb = cam->core->addEventsCallback([out](const Event2D* b, const Event2D* e) { out->events(b, e); });
         cam->trCb = cam->core->addTriggerCallback([out](const EventTriggerIn& t) { out->trigger(t); });

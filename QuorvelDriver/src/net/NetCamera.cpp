@@ -89,14 +89,16 @@ public:
     bool loadConfig(const Json& doc, std::string& error) override;
     bool exportConfig(Json& doc, std::string& error) override;
     bool linkUp() const override { return m_up.load(); }
+    std::string linkError() const override {
+        std::lock_guard l(m_mutex);
+        return m_downReason;
+    }
     void stopStream() override {
         Json reply;
         std::string err;
         if (m_up && !request({{"op", "stop"}}, reply, err))
             logLine(LOG_WARNING, "camera " + m_serial + ": stop refused: " + err);
     }
-    uint64_t lostPackets() const override { return m_lostPackets.load(); }
-    uint64_t lostEvents() const override { return m_lostEvents.load(); }
     uint64_t receivedBytes() const override { return m_receivedBytes.load(std::memory_order_relaxed); }
     void addReceived(uint64_t bytes) { m_receivedBytes.fetch_add(bytes, std::memory_order_relaxed); }
 
@@ -111,11 +113,13 @@ public:
         events = m_hbEvents;
         return true;
     }
-    void publishLoss(const SequenceTracker& t) {
-        m_lostPackets = t.lostPackets();
-        m_lostEvents = t.lostEvents();
-    }
     void markDown(const std::string& why) {
+        {
+            // The reason is in place before anyone can see the link down.
+            std::lock_guard l(m_mutex);
+            if (m_up && m_downReason.empty())
+                m_downReason = why;
+        }
         if (m_up.exchange(false))
             logLine(LOG_WARNING, "camera " + m_serial + ": link lost: " + why);
         m_stream.shutdown();
@@ -143,7 +147,8 @@ private:
     int64_t m_nextId = 1;
     uint32_t m_hbStream = 0;
     uint64_t m_hbPackets = 0, m_hbEvents = 0;
-    std::atomic<uint64_t> m_lostPackets{0}, m_lostEvents{0}, m_receivedBytes{0};
+    std::atomic<uint64_t> m_receivedBytes{0};
+    std::string m_downReason;
     std::vector<std::shared_ptr<ParameterTool>> m_tools;
 };
 
@@ -275,13 +280,17 @@ void NetLink::linkLoop() {
     auto lastHeard = Clock::now();
     auto nextPing = Clock::now();
     uint8_t buf[16384];
+    std::string byeReason;
     // Messages that arrived together with the open reply.
     auto drain = [&]() {
         Json msg;
         while (m_reader.next(msg)) {
             lastHeard = Clock::now();
             const std::string op = jsonValueOr<std::string>(msg, "op", "");
-            if (op == "hb") {
+            if (op == "bye") {
+                // The camera ends the session and says why (e.g. this host went silent).
+                byeReason = jsonValueOr<std::string>(msg, "reason", "no reason given").substr(0, 200);
+            } else if (op == "hb") {
                 std::lock_guard l(m_mutex);
                 m_hbStream = jsonValueOr<uint32_t>(msg, "stream", 0);
                 m_hbPackets = jsonValueOr<uint64_t>(msg, "packets", 0);
@@ -311,6 +320,8 @@ void NetLink::linkLoop() {
             if (!m_reader.feed(buf, static_cast<size_t>(n)))
                 return markDown(m_reader.error());
             drain();
+            if (!byeReason.empty())
+                return markDown("the camera ended the session: " + byeReason);
         }
         if (Clock::now() - lastHeard > kLinkTimeout)
             return markDown("no heartbeat for " + std::to_string(kLinkTimeout.count()) + " ms");
@@ -389,6 +400,7 @@ public:
     uint16_t height() const override { return m_h; }
     uint64_t now() const override { return m_now; }
     std::string lastError() const override { return m_error; }
+    void setLossLog(detail::LossLog* log) override { m_loss = log; }
 
     bool restart(uint64_t) override {
         Json reply;
@@ -397,10 +409,10 @@ public:
             m_error = "camera " + m_link->serial() + " cannot start: " + err;
             return false;
         }
-        // Losses count per stream, like the statistics: a new start begins at zero.
+        // Losses count per stream, like the statistics: a new start begins at zero (the core
+        // resets its log).
         m_tracker = SequenceTracker{};
         m_tracker.reset(jsonValueOr<uint32_t>(reply, "stream", 0));
-        m_link->publishLoss(m_tracker);
         return true;
     }
 
@@ -428,12 +440,21 @@ private:
     bool fail(const std::string& why) {
         // Whatever the daemon said it had produced but never arrived is lost with the link.
         uint64_t packets = 0, events = 0;
-        if (m_link->produced(m_tracker.streamId(), packets, events))
+        if (m_link->produced(m_tracker.streamId(), packets, events)) {
+            const uint64_t p0 = m_tracker.lostPackets(), e0 = m_tracker.lostEvents();
             m_tracker.settle(packets, events);
-        m_link->publishLoss(m_tracker);
-        m_link->markDown(why);
-        m_error = why;
+            logLoss(LossPlace::Network, m_tracker.lostEvents() - e0, m_tracker.lostPackets() - p0, m_lastUs);
+        }
+        // A link that went down first (no heartbeat, the camera ended the session) is the reason
+        // the stream ended, not the stream socket it shut.
+        m_error = m_link->linkUp() ? why : m_link->linkError();
+        m_link->markDown(m_error);
         return false;
+    }
+
+    void logLoss(LossPlace place, uint64_t events, uint64_t packets, uint64_t nextUs) {
+        if (m_loss && (events || packets))
+            m_loss->add(place, m_lastUs, std::max(m_lastUs, nextUs), events, packets);
     }
 
     bool parseBuffered(std::vector<Event2D>& ev, std::vector<EventTriggerIn>& tr) {
@@ -445,16 +466,25 @@ private:
             if (m_len - off - kPacketHeaderSize < h.payloadBytes)
                 break;
             std::string err;
+            const uint64_t packets0 = m_tracker.lostPackets(), events0 = m_tracker.lostEvents(),
+                           camera0 = m_tracker.cameraLostEvents();
             const auto verdict = m_tracker.onPacket(h, err);
             if (verdict == SequenceTracker::Verdict::Invalid) {
                 m_error = err;
                 return false;
             }
             if (verdict == SequenceTracker::Verdict::Accept) {
+                const size_t at = ev.size();
                 if (!m_decoder.decode(h, m_buf.data() + off + kPacketHeaderSize, ev, tr, m_error))
                     return false;
                 m_link->addReceived(h.payloadBytes);
-                m_link->publishLoss(m_tracker);
+                // A gap lies between the last event before it and the first of this packet.
+                const uint64_t firstUs = ev.size() > at ? ev[at].timestamp : m_lastUs;
+                logLoss(LossPlace::Camera, m_tracker.cameraLostEvents() - camera0, 0, firstUs);
+                logLoss(LossPlace::Network, m_tracker.lostEvents() - events0, m_tracker.lostPackets() - packets0,
+                        firstUs);
+                if (ev.size() > at)
+                    m_lastUs = ev.back().timestamp;
             }
             off += kPacketHeaderSize + h.payloadBytes;
         }
@@ -471,6 +501,8 @@ private:
     uint16_t m_w, m_h;
     PacketDecoder m_decoder;
     SequenceTracker m_tracker;
+    detail::LossLog* m_loss = nullptr;
+    uint64_t m_lastUs = 0; ///< time of the last event received
     std::vector<uint8_t> m_buf;
     size_t m_len = 0;
     uint64_t m_now = 0;

@@ -69,7 +69,9 @@ Socket udpBind(const std::string& ip, uint16_t port, std::string& error) { retur
 
 Socket tcpListen(const std::string& ip, uint16_t port, std::string& error) {
     Socket s = bound(SOCK_STREAM, ip, port, error);
-    if (s.valid() && ::listen(s.fd(), 16) != 0) {
+    // Room for a burst of connections while the owner is busy: beyond the backlog the kernel drops
+    // new connections' first packets, and their hosts wait a second or more before trying again.
+    if (s.valid() && ::listen(s.fd(), 128) != 0) {
         error = sysError("listen");
         return {};
     }

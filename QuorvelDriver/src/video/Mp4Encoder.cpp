@@ -27,6 +27,7 @@ void Mp4Encoder::abort() {
     if (hadFile && !m_tmpPath.empty())
         std::remove(m_tmpPath.c_str());
     m_tmpPath.clear();
+    m_tempGuard.release();
 }
 
 bool Mp4Encoder::open(const std::string& path, const Settings& s, std::string& error) {
@@ -44,6 +45,7 @@ bool Mp4Encoder::open(const std::string& path, const Settings& s, std::string& e
     }
     m_path = path;
     m_tmpPath = path + ".tmp-" + std::to_string(::getpid());
+    m_tempGuard = TemporaryFileGuard(m_tmpPath); // listed before it exists
     int rc = avformat_alloc_output_context2(&m_fmt, nullptr, "mp4", m_tmpPath.c_str());
     if (rc < 0 || !m_fmt) {
         error = "cannot set up the MP4 writer: " + avError(rc);
@@ -221,9 +223,11 @@ bool Mp4Encoder::finish(std::string& error) {
         error = "cannot move the finished video to '" + m_path + "'";
         std::remove(m_tmpPath.c_str());
         m_tmpPath.clear();
+        m_tempGuard.release();
         return false;
     }
     m_tmpPath.clear();
+    m_tempGuard.release();
     return true;
 }
 

@@ -4,8 +4,9 @@
 //
 // The file is written under a temporary name beside the target and renamed over it only by a
 // successful finish(), so a failure, a cancellation or a crash never leaves a half-written file
-// under the target name. There are no B-frames: presentation and decoding order are the same,
-// which keeps the frame times of a recording exactly the times given to encode().
+// under the target name (and the temporary name is listed for a signal handler to remove, see
+// TemporaryFiles.h). There are no B-frames: presentation and decoding order are the same, which
+// keeps the frame times of a recording exactly the times given to encode().
 //
 // Errors: every operation returns false with a message in `error`; after a failure the encoder is
 // unusable and the destructor removes the temporary file.
@@ -13,6 +14,7 @@
 // newFrame() belong to the caller and may be filled on another thread while one is encoded.
 
 #include "FfmpegCommon.h"
+#include "quorvel/TemporaryFiles.h"
 
 #include <memory>
 #include <string>
@@ -75,6 +77,7 @@ private:
     bool m_ioOpen = false;
     std::string m_path;
     std::string m_tmpPath;
+    TemporaryFileGuard m_tempGuard; ///< lists m_tmpPath for removal by a signal handler
     int64_t m_frames = 0;
 };
 

@@ -401,7 +401,7 @@ void writePacketHeader(const PacketHeader& h, uint8_t* p) {
     put64(p + 32, h.timeBase);
     put32(p + 40, h.triggerCount);
     put32(p + 44, h.payloadBytes);
-    put32(p + 48, 0);
+    put32(p + 48, h.cameraLost);
     put32(p + 52, fnv1a(p, 52));
 }
 
@@ -414,7 +414,7 @@ bool parsePacketHeader(const uint8_t* p, size_t size, PacketHeader& out, std::st
         error = "stream out of step (bad packet magic)";
         return false;
     }
-    if (p[4] != kProtocolVersion || p[5] != 1 || get16(p + 6) != kPacketHeaderSize || get32(p + 48) != 0) {
+    if (p[4] != kProtocolVersion || p[5] != 1 || get16(p + 6) != kPacketHeaderSize) {
         error = "unsupported stream packet version or kind";
         return false;
     }
@@ -430,6 +430,7 @@ bool parsePacketHeader(const uint8_t* p, size_t size, PacketHeader& out, std::st
     h.timeBase = get64(p + 32);
     h.triggerCount = get32(p + 40);
     h.payloadBytes = get32(p + 44);
+    h.cameraLost = get32(p + 48);
     if (h.payloadBytes > kMaxPacketPayload || h.payloadBytes % 2 != 0) {
         error = "stream packet payload of " + std::to_string(h.payloadBytes) + " bytes is odd or exceeds " +
                 std::to_string(kMaxPacketPayload);
@@ -543,12 +544,15 @@ SequenceTracker::Verdict SequenceTracker::onPacket(const PacketHeader& h, std::s
         error = "stream packet " + std::to_string(h.seq) + " goes back (expected " + std::to_string(m_nextSeq) + ")";
         return Verdict::Invalid;
     }
-    if (h.firstEventIndex - m_nextEvent > 0 && h.seq == m_nextSeq) {
+    const uint64_t skipped = h.firstEventIndex - m_nextEvent;
+    const uint64_t camera = std::min<uint64_t>(skipped, h.cameraLost);
+    if (skipped > camera && h.seq == m_nextSeq) {
         error = "stream packet " + std::to_string(h.seq) + " skips events without skipping packets";
         return Verdict::Invalid;
     }
     m_lostPackets += h.seq - m_nextSeq;
-    m_lostEvents += h.firstEventIndex - m_nextEvent;
+    m_lostEvents += skipped - camera;
+    m_cameraLost += camera;
     m_nextSeq = h.seq + 1;
     m_nextEvent = h.firstEventIndex + h.eventCount;
     ++m_received;

@@ -51,6 +51,8 @@ bool RawFileWriter::open(const std::string& path, const Options& options) {
     m_headerWritten = false;
     m_dropped = 0;
     m_bytes = 0;
+    m_payloadStart = 0;
+    m_wordCompletedAt = UINT64_MAX;
     m_options = options;
     if (options.width == 0 || options.height == 0 || options.width > 2048 || options.height > 2048)
         return fail("invalid sensor geometry " + std::to_string(options.width) + "x" + std::to_string(options.height));
@@ -59,6 +61,8 @@ bool RawFileWriter::open(const std::string& path, const Options& options) {
         return fail(std::string("cannot write the ") + rawEncodingName(options.encoding) + " format");
     m_path = path;
     m_writePath = options.atomic ? tempNameFor(path) : path;
+    if (options.atomic)
+        m_tempGuard = TemporaryFileGuard(m_writePath); // listed before it exists
     m_direct = false;
     m_staged = 0;
     if (options.direct) {
@@ -68,10 +72,21 @@ bool RawFileWriter::open(const std::string& path, const Options& options) {
             m_direct = m_fd >= 0;
         }
     }
+    if (m_direct) {
+        m_tailFd = ::open(m_writePath.c_str(), O_WRONLY | O_CLOEXEC);
+        if (m_tailFd < 0) { // cannot happen on a file just created; write plainly then
+            ::close(m_fd);
+            m_fd = -1;
+            m_direct = false;
+        }
+    }
     if (m_fd < 0)
         m_fd = ::open(m_writePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (m_fd < 0)
-        return fail("cannot create '" + m_writePath + "': " + std::strerror(errno));
+    if (m_fd < 0) {
+        const int e = errno;
+        m_tempGuard.release();
+        return fail("cannot create '" + m_writePath + "': " + std::strerror(e));
+    }
     return true;
 }
 
@@ -85,7 +100,55 @@ bool RawFileWriter::writeDirect(const uint8_t* data, size_t size) {
         if (m_staged == kStageBytes && !drainStage(false))
             return false;
     }
+    return !m_direct || completeWord();
+}
+
+bool RawFileWriter::completeWord() {
+    if (!m_headerWritten || m_bytes < m_payloadStart)
+        return true;
+    const uint64_t ws = m_options.encoding == RawEncoding::Evt3 ? 2 : m_options.encoding == RawEncoding::Evt2 ? 4 : 8;
+    const uint64_t torn = (m_bytes - m_payloadStart) % ws;
+    if (torn == 0 || m_wordCompletedAt == m_bytes || m_staged < ws - torn)
+        return true;
+    const size_t n = static_cast<size_t>(ws - torn);
+    if (::pwrite(m_tailFd, m_stage.get(), n, static_cast<off_t>(m_bytes)) != static_cast<ssize_t>(n))
+        return fail("cannot write '" + m_writePath + "': " + std::strerror(errno));
+    m_wordCompletedAt = m_bytes;
     return true;
+}
+
+bool RawFileWriter::flush(bool sync) {
+    if (m_failed || m_fd < 0)
+        return false;
+    if (!flushEncoder())
+        return false;
+    if (m_direct) {
+        // Whole blocks go out directly; the partial block behind them is written through the page
+        // cache without being taken from the stage, so the next direct write covers it again.
+        if (m_staged >= kDirectAlign && !drainStage(false))
+            return false;
+        size_t done = 0;
+        while (done < m_staged) {
+            const ssize_t n = ::pwrite(m_tailFd, m_stage.get() + done, m_staged - done,
+                                       static_cast<off_t>(m_bytes + done));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                return fail("cannot write '" + m_writePath + "': " + std::strerror(n < 0 ? errno : ENOSPC));
+            done += static_cast<size_t>(n);
+        }
+    }
+    if (sync && ::fdatasync(m_fd) != 0 && errno != EINVAL)
+        return fail("cannot write '" + m_writePath + "' to the disk: " + std::strerror(errno));
+    return true;
+}
+
+bool RawFileWriter::syncToDisk(std::string& error) const {
+    const int fd = m_fd;
+    if (fd < 0 || ::fdatasync(fd) == 0 || errno == EINVAL)
+        return true;
+    error = "cannot write '" + m_writePath + "' to the disk: " + std::strerror(errno);
+    return false;
 }
 
 bool RawFileWriter::drainStage(bool all) {
@@ -145,6 +208,7 @@ bool RawFileWriter::beginStream(uint64_t timeBaseUs) {
         makeRawHeaderText(m_options.encoding, m_options.width, m_options.height, m_options.serial,
                           formatLocalDateTime(m_options.startTime), timeBaseUs, m_options.extraHeader);
     m_headerWritten = true;
+    m_payloadStart = header.size();
     m_encoder->begin(timeBaseUs);
     return writeAll(reinterpret_cast<const uint8_t*>(header.data()), header.size());
 }
@@ -257,20 +321,28 @@ bool RawFileWriter::close() {
     if (::close(m_fd) != 0 && ok)
         ok = fail("cannot close '" + m_writePath + "': " + std::strerror(errno));
     m_fd = -1;
+    if (m_tailFd >= 0)
+        ::close(m_tailFd);
+    m_tailFd = -1;
     if (m_options.atomic) {
         if (ok && ::rename(m_writePath.c_str(), m_path.c_str()) != 0)
             ok = fail("cannot rename into '" + m_path + "': " + std::strerror(errno));
         if (!ok)
             ::unlink(m_writePath.c_str());
+        m_tempGuard.release();
     }
     return ok;
 }
 
 void RawFileWriter::abort() {
+    if (m_tailFd >= 0)
+        ::close(m_tailFd);
+    m_tailFd = -1;
     if (m_fd >= 0) {
         ::close(m_fd);
         m_fd = -1;
         ::unlink(m_writePath.c_str());
+        m_tempGuard.release();
     }
 }
 

@@ -7,11 +7,16 @@
 // - Control frame: magic "QVC1", body length (u32 LE), JSON object body of at most
 //   kMaxControlBody bytes, nested at most kMaxJsonDepth deep. Every message has a string "op".
 // - Stream packet: 56-byte header (magic "QVS1", stream id, sequence number, index of its first
-//   event in the stream, EVT 3.0 time base, counts, payload size, header checksum) and an EVT 3.0
-//   payload that decodes on its own, so a receiver can resume right after a lost packet.
+//   event in the stream, EVT 3.0 time base, counts, payload size, events the camera lost just
+//   before it, header checksum) and an EVT 3.0 payload that decodes on its own, so a receiver can
+//   resume right after a lost packet.
 //
 // Sequence numbers and event indices let the host count exactly what was lost: the daemon numbers
-// every packet it produces, including those it drops when the host reads too slowly.
+// every packet it produces, including those it drops when the host reads too slowly, and counts
+// in the event index what its sensor produced but could not read out (its FIFO overflowed); the
+// packet after such a gap says how many of the skipped events were the camera's, so the host
+// tells the two apart. A camera loss announced by a packet that is itself lost counts as network
+// loss: the total stays exact.
 //
 // Errors: every parser rejects malformed input with a one-line reason and never throws; sizes are
 // checked before anything is allocated, so a hostile peer cannot make a reader allocate more than
@@ -146,6 +151,8 @@ struct PacketHeader {
     uint32_t eventCount = 0;
     uint32_t triggerCount = 0;
     uint32_t payloadBytes = 0;
+    /// Of the events skipped in the index just before this packet, those the camera itself lost.
+    uint32_t cameraLost = 0;
 };
 
 void writePacketHeader(const PacketHeader& h, uint8_t* out);
@@ -193,12 +200,16 @@ public:
     void reset(uint32_t streamId);
     enum class Verdict { Accept, Stale, Invalid };
     /// Stale: a packet of an earlier stream (skip it). Invalid: a number going backwards within
-    /// the stream, which a correct sender never produces.
+    /// the stream, or events skipped without a packet skipped or the camera saying it lost them,
+    /// which a correct sender never produces.
     Verdict onPacket(const PacketHeader& h, std::string& error);
     /// Packets and events announced elsewhere (a heartbeat) as produced, but never received.
     void settle(uint64_t producedPackets, uint64_t producedEvents);
+    /// Lost on the way: packets, and the events in them.
     uint64_t lostPackets() const { return m_lostPackets; }
     uint64_t lostEvents() const { return m_lostEvents; }
+    /// Lost in the camera, as its packets said.
+    uint64_t cameraLostEvents() const { return m_cameraLost; }
     uint64_t receivedPackets() const { return m_received; }
     uint64_t nextSeq() const { return m_nextSeq; }
     uint64_t nextEventIndex() const { return m_nextEvent; }
@@ -207,7 +218,7 @@ public:
 private:
     uint32_t m_streamId = 0;
     uint64_t m_nextSeq = 0, m_nextEvent = 0;
-    uint64_t m_lostPackets = 0, m_lostEvents = 0, m_received = 0;
+    uint64_t m_lostPackets = 0, m_lostEvents = 0, m_received = 0, m_cameraLost = 0;
 };
 
 } // namespace quorvel::net

@@ -9,7 +9,8 @@
 //
 // With Options::atomic the data goes to a temporary name beside the target and is renamed over it
 // only by a successful close(), so a failed or abandoned write never leaves a half-written file
-// under the target name.
+// under the target name; the temporary name is listed with registerTemporaryFile() meanwhile, so a
+// program ended by a signal can remove it too.
 //
 // Errors: every operation returns false once anything failed (cannot create, disk full, ...);
 // lastError() says what. Events outside the geometry are dropped and counted; times going back
@@ -17,6 +18,7 @@
 // Thread rules: one thread at a time.
 
 #include "quorvel/Event2D.h"
+#include "quorvel/TemporaryFiles.h"
 #include "quorvel/raw/EventEncoder.h"
 #include "quorvel/raw/RawHeader.h"
 
@@ -61,6 +63,16 @@ public:
         return write(events.data(), events.data() + events.size(), triggers.data(),
                      triggers.data() + triggers.size());
     }
+    /// Writes every word given so far into the file, so that a reader, or what is left when the
+    /// program is killed, sees all of it and the payload ends with a whole word; with `sync` the
+    /// data is also put on the disk (fdatasync), so it survives a power loss. Meant for a timer
+    /// (a few times a second): in direct mode the tail of the last block goes through the page
+    /// cache and is written again with its block later.
+    bool flush(bool sync);
+    /// Puts what was written so far on the disk (fdatasync). The one call that may run on another
+    /// thread while this one writes, so a slow disk's sync never holds up the writing; false with
+    /// the reason in `error` (lastError() stays the writing thread's).
+    bool syncToDisk(std::string& error) const;
     /// Flushes, closes and (atomic mode) renames into place.
     bool close();
     /// Stops writing and removes what was written (the temporary file in atomic mode, else the file).
@@ -93,16 +105,23 @@ private:
     /// Writes what is staged; with `all`, the last partial block too (ordinary write) and the file
     /// leaves direct mode.
     bool drainStage(bool all);
+    /// Direct mode: after a block ended inside a word, writes the rest of that word beyond it
+    /// through m_tailFd, so the file never ends in a torn word for longer than this call.
+    bool completeWord();
     bool fail(const std::string& what);
 
     int m_fd = -1;
+    int m_tailFd = -1;     ///< direct mode: the same file without O_DIRECT, for partial blocks
     bool m_direct = false; ///< the file is open with O_DIRECT; data goes through m_stage
     std::unique_ptr<uint8_t, void (*)(void*)> m_stage{nullptr, std::free};
     size_t m_staged = 0;
     std::string m_path, m_writePath;
+    TemporaryFileGuard m_tempGuard;
     Options m_options;
     std::unique_ptr<EventEncoder> m_encoder;
     bool m_headerWritten = false;
+    uint64_t m_payloadStart = 0; ///< file offset of the first payload word
+    uint64_t m_wordCompletedAt = UINT64_MAX; ///< block end whose torn word completeWord() wrote
     bool m_failed = false;
     uint64_t m_dropped = 0;
     uint64_t m_bytes = 0;
