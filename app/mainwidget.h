@@ -12,6 +12,7 @@
 
 #include "quorvel/CameraDescription.h"
 #include "quorvel/DvsCamera.h"
+#include "quorvel/StreamLoss.h"
 #include "quorvel/StreamType.h"
 
 #include <QString>
@@ -21,7 +22,6 @@
 #include <functional>
 
 class AppSettings;
-class QDateTime;
 class FramelessHelper;
 class QvFileRecorder;
 class QvFusionCameraDataProcessor;
@@ -160,7 +160,7 @@ private:
     /// Shows the camera the live control has just opened and starts its stream.
     bool showOpenedCamera();
     void resetSourceTexts();
-    void slotLoss(quint64 lostEvents, quint64 lostPackets, quint64 droppedEvents, const QDateTime& since);
+    void slotLoss(const quorvel::StreamLoss& loss);
     void buildShortcuts();
     void setPlaybackControlsEnabled(bool enabled);
     /// Fills a range dialog from the slider and settings; false (with the toast) without a recording.

@@ -35,6 +35,7 @@ QvLiveCamera::QvLiveCamera(QvEventProcessor* processor, QvFusionCameraDataProces
     qRegisterMetaType<QvMessageType>("QvMessageType");
     qRegisterMetaType<uint32_t>("uint32_t");
     qRegisterMetaType<uint64_t>("uint64_t");
+    qRegisterMetaType<quorvel::StreamLoss>("quorvel::StreamLoss");
     m_watchTimer = new QTimer(this);
     m_watchTimer->setInterval(kWatchIntervalMs);
     connect(m_watchTimer, &QTimer::timeout, this, &QvLiveCamera::watch);
@@ -138,9 +139,7 @@ void QvLiveCamera::prepareOpenedCamera() {
     m_gate = std::make_shared<CallbackGate>();
     m_gate->owner = this;
     m_connectionLostReported = false;
-    for (quint64& v : m_lastLost)
-        v = 0;
-    m_lossSince = QDateTime();
+    m_lastGapCount = 0;
 
     cam->setStatisticInfoCallback([gate = m_gate](quorvel::QvStatisticInfo info) {
         gate->withOwner([&](QvLiveCamera* self) {
@@ -191,10 +190,9 @@ void QvLiveCamera::closeCamera() {
     m_mode = ModeNone;
     m_firmwareVersion.clear();
     m_description = {};
-    if (m_lastLost[0] || m_lastLost[1] || m_lastLost[2])
-        emit signalLoss(0, 0, 0, QDateTime());
-    for (quint64& v : m_lastLost)
-        v = 0;
+    if (m_lastGapCount != 0)
+        emit signalLoss(quorvel::StreamLoss{});
+    m_lastGapCount = 0;
 }
 
 bool QvLiveCamera::startStreaming() {
@@ -315,15 +313,12 @@ void QvLiveCamera::watch() {
         emit signalRecordingChanged(false);
         emit signalShowLeftBottomTips(tr("Recording stopped: %1").arg(reason), QvMessageError, m_recordingPath);
     }
-    // What the stream lost on its way (network gaps, the device queue) and what the live view's
-    // queue had to drop. The live view's own queue only counts while it is being read.
-    const quint64 now[3] = {cam->lostEvents(), cam->lostPackets(), m_streaming ? cam->droppedEvents() : m_lastLost[2]};
-    if (now[0] != m_lastLost[0] || now[1] != m_lastLost[1] || now[2] != m_lastLost[2]) {
-        if (!m_lossSince.isValid())
-            m_lossSince = QDateTime::currentDateTime();
-        for (int i = 0; i < 3; ++i)
-            m_lastLost[i] = now[i];
-        emit signalLoss(now[0], now[1], now[2], m_lossSince);
+    // What the stream lost, where it was counted: the camera's own FIFO, the network, the live
+    // view's queue, a recording's queue.
+    const quorvel::StreamLoss loss = cam->getStreamLoss();
+    if (loss.gapCount != m_lastGapCount) {
+        m_lastGapCount = loss.gapCount;
+        emit signalLoss(loss);
     }
 }
 

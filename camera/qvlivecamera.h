@@ -22,8 +22,8 @@
 #include "quorvel/Event2D.h"
 #include "quorvel/FusionCamera.h"
 #include "quorvel/QvStatisticInfo.h"
+#include "quorvel/StreamLoss.h"
 
-#include <QDateTime>
 #include <QObject>
 #include <QString>
 
@@ -130,9 +130,8 @@ signals:
     /// Seconds since the recording by hand started, once a second while it runs.
     void signalRecordingSeconds(quint64 seconds);
     void signalConnectionLost();
-    /// Data the stream lost since it started: events and packets lost on the way from the camera,
-    /// events the live view's queue dropped, and when the first loss was seen. All zero: no loss.
-    void signalLoss(quint64 lostEvents, quint64 lostPackets, quint64 droppedEvents, QDateTime since);
+    /// Data the stream lost since it started, where and when (StreamLoss::any() false: no loss).
+    void signalLoss(quorvel::StreamLoss loss);
     /// A matching trigger-in edge: record `seconds` into `path` (to QvFileRecorder::recordingTime).
     void signalRecByTime(uint32_t seconds, QString path);
 
@@ -177,6 +176,5 @@ private:
     bool m_clockRunning = false;
 
     QTimer* m_watchTimer = nullptr;
-    quint64 m_lastLost[3] = {0, 0, 0};
-    QDateTime m_lossSince;
+    uint64_t m_lastGapCount = 0;
 };

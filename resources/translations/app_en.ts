@@ -304,14 +304,6 @@
         <translation>Lost: %1 events</translation>
     </message>
     <message>
-        <source>Lost on the way from the camera: %1 packets, %2 events
-Dropped by the live view: %3 events
-Since %4</source>
-        <translation>Lost on the way from the camera: %1 packets, %2 events
-Dropped by the live view: %3 events
-Since %4</translation>
-    </message>
-    <message>
         <source>Recording Information</source>
         <translation>Recording Information</translation>
     </message>
@@ -342,6 +334,18 @@ Since %4</translation>
     <message>
         <source>The settings could not be saved (%1).</source>
         <translation>The settings could not be saved (%1).</translation>
+    </message>
+    <message>
+        <source>In the camera: %1 events
+On the network: %2 packets, %3 events
+Dropped by the live view: %4 events
+Left out of the recording: %5 events
+Since %6, in %7 gaps</source>
+        <translation>In the camera: %1 events
+On the network: %2 packets, %3 events
+Dropped by the live view: %4 events
+Left out of the recording: %5 events
+Since %6, in %7 gaps</translation>
     </message>
 </context>
 <context>

@@ -296,6 +296,17 @@ private slots:
         deviceAction("Camera Info")->trigger();
         QCOMPARE(info, (QStringList{"NET-T1", "Quorvel", "Tarnix", "Tarnix_V1.7.1"}));
 
+        // A stall of the camera (its host paused it): its FIFO overflows and the loss shows in red
+        // beside the status line, counted where it happened.
+        QVERIFY(!f().label_lost_events->isVisible());
+        daemon.kill(SIGSTOP);
+        QTest::qWait(600);
+        daemon.kill(SIGCONT);
+        QTRY_VERIFY_WITH_TIMEOUT(f().label_lost_events->isVisible(), 3000);
+        QVERIFY2(QRegularExpression(QStringLiteral("^Lost: [1-9]\\d* events$")).match(f().label_lost_events->text()).hasMatch(),
+                 qPrintable(f().label_lost_events->text()));
+        QVERIFY(f().label_lost_events->toolTip().contains(QLatin1String("In the camera: ")));
+
         // The daemon dies while recording: noticed within a second or so, the recording is closed
         // and readable, and the window goes on working.
         QTest::mouseClick(f().pb_record, Qt::LeftButton);
