@@ -2,6 +2,7 @@
 // discovery, opened through the manager, streamed, reconfigured, moved to a new address and
 // killed. Every address used here is loopback; discovery goes only to the listed addresses.
 
+#include "CamdProcess.h"
 #include "quorvel/DvsCameraManager.h"
 #include "quorvel/NetUtils.h"
 #include "quorvel/net/NetProtocol.h"
@@ -33,41 +34,11 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-/// One daemon process, killed (if still alive) when the object goes.
-class Daemon {
+/// A camera daemon of this build on a loopback address.
+class Daemon : public quorvel::test::CamdProcess {
 public:
-    Daemon(std::string ip, uint16_t port, std::vector<std::string> args) : m_ip(std::move(ip)), m_port(port) {
-        std::vector<std::string> all = {QV_CAMD_PATH, "--bind", m_ip, "--port", std::to_string(port)};
-        all.insert(all.end(), args.begin(), args.end());
-        m_pid = ::fork();
-        if (m_pid == 0) {
-            // A daemon must never outlive a crashed or killed test.
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            std::vector<char*> argv;
-            for (auto& a : all)
-                argv.push_back(a.data());
-            argv.push_back(nullptr);
-            ::execv(argv[0], argv.data());
-            ::_exit(127);
-        }
-    }
-    ~Daemon() { kill(SIGKILL); }
-    void kill(int sig) {
-        if (m_pid > 0) {
-            ::kill(m_pid, sig);
-            if (sig == SIGKILL || sig == SIGTERM) {
-                ::waitpid(m_pid, nullptr, 0);
-                m_pid = -1;
-            }
-        }
-    }
-    std::string target() const { return m_ip + ":" + std::to_string(m_port); }
-    pid_t pid() const { return m_pid; }
-
-private:
-    std::string m_ip;
-    uint16_t m_port;
-    pid_t m_pid = -1;
+    Daemon(std::string ip, uint16_t port, std::vector<std::string> args)
+        : CamdProcess(QV_CAMD_PATH, std::move(ip), port, std::move(args)) {}
 };
 
 void setTargets(const std::string& list) {
