@@ -980,26 +980,7 @@ void MainWidget::slotShowCameraInfo() {
 }
 
 void MainWidget::slotLoss(const quorvel::StreamLoss& loss) {
-    if (!loss.any()) {
-        ui.label_lost_events->hide();
-        return;
-    }
-    const auto local = [](std::chrono::system_clock::time_point t) {
-        return QDateTime::fromMSecsSinceEpoch(
-                   std::chrono::duration_cast<std::chrono::milliseconds>(t.time_since_epoch()).count())
-            .toString(QStringLiteral("HH:mm:ss"));
-    };
-    ui.label_lost_events->setText(
-        tr("Lost: %1 events").arg(loss.lostEvents() + loss.queueEvents + loss.recordingEvents));
-    QString tip = tr("In the camera: %1 events\nOn the network: %2 packets, %3 events\nDropped by the live view: %4 "
-                     "events\nLeft out of the recording: %5 events\nSince %6, in %7 gaps")
-                      .arg(loss.cameraEvents)
-                      .arg(loss.networkPackets)
-                      .arg(loss.networkEvents)
-                      .arg(loss.queueEvents)
-                      .arg(loss.recordingEvents)
-                      .arg(local(loss.gaps.empty() ? loss.since : loss.gaps.front().seenAt))
-                      .arg(loss.gapCount);
-    ui.label_lost_events->setToolTip(tip);
-    ui.label_lost_events->show();
+    ui.label_lost_events->setVisible(loss.any());
+    ui.label_lost_events->setText(QvLiveCamera::lossText(loss));
+    ui.label_lost_events->setToolTip(QvLiveCamera::lossDetails(loss));
 }

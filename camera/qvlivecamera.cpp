@@ -9,6 +9,7 @@
 #include "quorvel/NetUtils.h"
 #include "quorvel/ToolType.h"
 
+#include <QDateTime>
 #include <QDebug>
 #include <QTimer>
 
@@ -73,6 +74,26 @@ QString QvLiveCamera::bandwidthText(const quorvel::QvStatisticInfo& info) {
 QString QvLiveCamera::eventRateText(const quorvel::QvStatisticInfo& info) {
     const double mevPerSecond = static_cast<double>(info.eventRate) / 1000000.0;
     return QStringLiteral(" Events: ") + QString::number(mevPerSecond, 'f', 1) + QStringLiteral(" MEv/s ");
+}
+
+QString QvLiveCamera::lossText(const quorvel::StreamLoss& loss) {
+    return tr("Lost: %1 events").arg(loss.lostEvents() + loss.queueEvents + loss.recordingEvents);
+}
+
+QString QvLiveCamera::lossDetails(const quorvel::StreamLoss& loss) {
+    const auto since = loss.gaps.empty() ? loss.since : loss.gaps.front().seenAt;
+    const QString at =
+        QDateTime::fromMSecsSinceEpoch(std::chrono::duration_cast<std::chrono::milliseconds>(since.time_since_epoch()).count())
+            .toString(QStringLiteral("HH:mm:ss"));
+    return tr("In the camera: %1 events\nOn the network: %2 packets, %3 events\nDropped by the live view: %4 "
+              "events\nLeft out of the recording: %5 events\nSince %6, in %7 gaps")
+        .arg(loss.cameraEvents)
+        .arg(loss.networkPackets)
+        .arg(loss.networkEvents)
+        .arg(loss.queueEvents)
+        .arg(loss.recordingEvents)
+        .arg(at)
+        .arg(loss.gapCount);
 }
 
 std::shared_ptr<quorvel::DvsCamera> QvLiveCamera::camera() const {

@@ -68,6 +68,10 @@ public:
     /// Status-line fragments of one statistics report: " Bandwidth: 5.0 MB/s " and " Events: 2.5 MEv/s ".
     static QString bandwidthText(const quorvel::QvStatisticInfo& info);
     static QString eventRateText(const quorvel::QvStatisticInfo& info);
+    /// "Lost: N events" for a stream that lost data (what reached neither view nor file).
+    static QString lossText(const quorvel::StreamLoss& loss);
+    /// Where the loss was counted, since when and in how many gaps (the label's tool tip).
+    static QString lossDetails(const quorvel::StreamLoss& loss);
 
     /// Opens the described camera (a fusion camera for product "Tarnix", else a DVS camera) and
     /// prepares it: statistics, image geometry, recorder. Meant to run on a

@@ -300,10 +300,6 @@
         <translation>Please wait until the recording has finished loading or writing.</translation>
     </message>
     <message>
-        <source>Lost: %1 events</source>
-        <translation>Lost: %1 events</translation>
-    </message>
-    <message>
         <source>Recording Information</source>
         <translation>Recording Information</translation>
     </message>
@@ -334,18 +330,6 @@
     <message>
         <source>The settings could not be saved (%1).</source>
         <translation>The settings could not be saved (%1).</translation>
-    </message>
-    <message>
-        <source>In the camera: %1 events
-On the network: %2 packets, %3 events
-Dropped by the live view: %4 events
-Left out of the recording: %5 events
-Since %6, in %7 gaps</source>
-        <translation>In the camera: %1 events
-On the network: %2 packets, %3 events
-Dropped by the live view: %4 events
-Left out of the recording: %5 events
-Since %6, in %7 gaps</translation>
     </message>
 </context>
 <context>
@@ -793,6 +777,22 @@ Since %6, in %7 gaps</translation>
     <message>
         <source>Save file success!</source>
         <translation>Save file success!</translation>
+    </message>
+    <message>
+        <source>Lost: %1 events</source>
+        <translation>Lost: %1 events</translation>
+    </message>
+    <message>
+        <source>In the camera: %1 events
+On the network: %2 packets, %3 events
+Dropped by the live view: %4 events
+Left out of the recording: %5 events
+Since %6, in %7 gaps</source>
+        <translation>In the camera: %1 events
+On the network: %2 packets, %3 events
+Dropped by the live view: %4 events
+Left out of the recording: %5 events
+Since %6, in %7 gaps</translation>
     </message>
 </context>
 <context>

@@ -300,10 +300,6 @@
         <translation>请等待录制文件加载或写入完成。</translation>
     </message>
     <message>
-        <source>Lost: %1 events</source>
-        <translation>丢失：%1 个事件</translation>
-    </message>
-    <message>
         <source>Recording Information</source>
         <translation>录制文件信息</translation>
     </message>
@@ -334,18 +330,6 @@
     <message>
         <source>The settings could not be saved (%1).</source>
         <translation>无法保存设置（%1）。</translation>
-    </message>
-    <message>
-        <source>In the camera: %1 events
-On the network: %2 packets, %3 events
-Dropped by the live view: %4 events
-Left out of the recording: %5 events
-Since %6, in %7 gaps</source>
-        <translation>相机内：%1 个事件
-网络上：%2 个数据包，%3 个事件
-实时视图丢弃：%4 个事件
-未写入录制文件：%5 个事件
-自 %6 起，共 %7 处间断</translation>
     </message>
 </context>
 <context>
@@ -793,6 +777,22 @@ Since %6, in %7 gaps</source>
     <message>
         <source>Save file success!</source>
         <translation>文件保存成功！</translation>
+    </message>
+    <message>
+        <source>Lost: %1 events</source>
+        <translation>丢失：%1 个事件</translation>
+    </message>
+    <message>
+        <source>In the camera: %1 events
+On the network: %2 packets, %3 events
+Dropped by the live view: %4 events
+Left out of the recording: %5 events
+Since %6, in %7 gaps</source>
+        <translation>相机内：%1 个事件
+网络上：%2 个数据包，%3 个事件
+实时视图丢弃：%4 个事件
+未写入录制文件：%5 个事件
+自 %6 起，共 %7 处间断</translation>
     </message>
 </context>
 <context>
