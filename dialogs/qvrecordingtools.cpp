@@ -1,8 +1,6 @@
 #include "qvrecordingtools.h"
 
-#include "quorvel/raw/RawFile.h"
 #include "quorvel/raw/RawFileWriter.h"
-#include "quorvel/raw/RawIndex.h"
 
 #include <algorithm>
 #include <chrono>
@@ -54,59 +52,7 @@ std::unique_ptr<quorvel::DvsFileReader> openReader(const std::string& path, std:
     return reader;
 }
 
-// Event counts of the index entries: (time, events before) in file order.
-bool indexPoints(quorvel::DvsFileReader& reader, const std::string& path,
-                 std::vector<std::pair<uint64_t, uint64_t>>& points) {
-    const std::string where = reader.indexPath();
-    if (where.empty())
-        return false;
-    std::string error;
-    const std::shared_ptr<quorvel::RawFile> file = quorvel::RawFile::open(path, error);
-    quorvel::RawIndex index;
-    if (!file || !index.load(where, *file, false, error) || index.entries.empty())
-        return false;
-    points.reserve(index.entries.size());
-    for (const quorvel::RawIndexEntry& e : index.entries)
-        points.emplace_back(e.timeUs, e.eventsBefore);
-    return true;
-}
-
 } // namespace
-
-std::vector<double> rateProfile(const std::vector<std::pair<uint64_t, uint64_t>>& points, uint64_t firstUs,
-                                uint64_t lastUs, size_t bins, uint64_t* binUs) {
-    if (lastUs <= firstUs || bins == 0)
-        return {};
-    const double span = static_cast<double>(lastUs - firstUs);
-    const double width = span / static_cast<double>(bins);
-    if (binUs)
-        *binUs = std::max<uint64_t>(1, static_cast<uint64_t>(width));
-    const auto offset = [&](uint64_t t) { return static_cast<double>(std::clamp(t, firstUs, lastUs) - firstUs); };
-    const auto binOf = [&](double t) { return std::min(bins - 1, static_cast<size_t>(t / width)); };
-    std::vector<double> counts(bins, 0.0);
-    for (size_t i = 1; i < points.size(); ++i) {
-        const auto& [ta, na] = points[i - 1];
-        const auto& [tb, nb] = points[i];
-        if (nb <= na)
-            continue;
-        const double n = static_cast<double>(nb - na);
-        const double a = offset(ta), b = offset(tb);
-        if (b <= a) {
-            counts[binOf(a)] += n;
-            continue;
-        }
-        for (size_t k = binOf(a), end = binOf(b); k <= end; ++k) {
-            const double lo = std::max(a, static_cast<double>(k) * width);
-            const double hi = std::min(b, static_cast<double>(k + 1) * width);
-            if (hi > lo)
-                counts[k] += n * (hi - lo) / (b - a);
-        }
-    }
-    const double seconds = width / 1e6;
-    for (double& c : counts)
-        c /= seconds;
-    return counts;
-}
 
 bool inspect(const std::string& path, Summary& out, std::atomic<double>& progress, const std::atomic<bool>& cancel,
              std::string& error, size_t bins) {
@@ -134,40 +80,12 @@ bool inspect(const std::string& path, Summary& out, std::atomic<double>& progres
         return true;
     }
 
-    std::vector<std::pair<uint64_t, uint64_t>> points;
-    if (indexPoints(*reader, path, points)) {
-        points.emplace_back(s.lastTimestamp, s.events);
-        out.rate = rateProfile(points, s.firstTimestamp, s.lastTimestamp, bins, &out.binUs);
-        out.rateFromIndex = true;
-        progress = 1.0;
-        return true;
+    // The rate over the recording comes from its seek index, which is complete by now.
+    quorvel::DvsTimeline timeline;
+    if (reader->getTimeline(s.firstTimestamp, bins, timeline)) {
+        out.rate.assign(timeline.eventsPerSecond.begin(), timeline.eventsPerSecond.end());
+        out.binUs = timeline.bucketUs;
     }
-
-    // No index to read back (it could not be saved): count the events themselves.
-    const uint64_t first = s.firstTimestamp, last = s.lastTimestamp;
-    std::vector<double> counts(bins, 0.0);
-    const double width = static_cast<double>(last - first) / static_cast<double>(bins);
-    const bool read = reader->streamEventsInRange(first, last + 1, [&](const quorvel::Event2D* b, const quorvel::Event2D* e) {
-        if (cancel)
-            return false;
-        for (const quorvel::Event2D* ev = b; ev != e; ++ev)
-            counts[std::min(bins - 1, static_cast<size_t>(static_cast<double>(ev->timestamp - first) / width))] += 1.0;
-        if (e != b)
-            progress = 0.9 + 0.1 * static_cast<double>((e - 1)->timestamp - first) / static_cast<double>(last - first);
-        return true;
-    });
-    if (cancel) {
-        error = kCancelled;
-        return false;
-    }
-    if (!read) {
-        error = reader->lastError();
-        return false;
-    }
-    for (double& c : counts)
-        c /= width / 1e6;
-    out.rate = std::move(counts);
-    out.binUs = std::max<uint64_t>(1, static_cast<uint64_t>(width));
     progress = 1.0;
     return true;
 }

@@ -35,22 +35,13 @@ struct Summary {
     /// time; empty without events or when all events share one time.
     std::vector<double> rate;
     uint64_t binUs = 0; ///< length of one span
-    /// True when the rate came from the recording's seek index; false when the index could not be
-    /// kept and the events were counted instead.
-    bool rateFromIndex = false;
 };
 
 /// Fills `out` for the recording at `path`. Waits for the seek index (building it for a
-/// recording never seen before; `progress` follows it), then spreads the event counts of the
-/// index entries over `bins` spans.
+/// recording never seen before; `progress` follows it), then takes the event rate over the
+/// recording in at most `bins` spans from the index.
 bool inspect(const std::string& path, Summary& out, std::atomic<double>& progress, const std::atomic<bool>& cancel,
              std::string& error, size_t bins = 240);
-
-/// Spreads the events between successive (time, events before) points evenly over their time
-/// and returns events per second for `bins` equal spans of [firstUs, lastUs]. Points must be in
-/// file order; times outside [firstUs, lastUs] count at its ends.
-std::vector<double> rateProfile(const std::vector<std::pair<uint64_t, uint64_t>>& points, uint64_t firstUs,
-                                uint64_t lastUs, size_t bins, uint64_t* binUs = nullptr);
 
 /// Rewrites the recording `in` (EVT 2.0, 2.1, 3.0 or DAT) as an EVT 3.0 `.raw` file `out` with
 /// the same events, triggers, geometry, serial and start date. A DAT file without geometry gets

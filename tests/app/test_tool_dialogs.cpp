@@ -247,7 +247,6 @@ private slots:
         QCOMPARE(text(&d, "lb_triggers_value"), QStringLiteral("2"));
         QCOMPARE(text(&d, "lb_errors_value"), QStringLiteral("0"));
         QCOMPARE(text(&d, "lb_first_value"), QStringLiteral("5000000 us"));
-        QVERIFY(d.summary().rateFromIndex);
         const std::vector<double>& rate = d.ratePlot()->rate();
         QCOMPARE(rate.size(), size_t(240));
         const double low = mean(rate, 12, 108), high = mean(rate, 132, 228); // away from the step
@@ -264,19 +263,6 @@ private slots:
         QVERIFY(text(&d, "lb_status").startsWith("Cannot read this recording: "));
         QCOMPARE(text(&d, "lb_events_value"), QString());
         QVERIFY(d.ratePlot()->rate().empty());
-    }
-
-    void rateProfileSpreadsEachSpanOverItsTime() {
-        // 100 events over [0, 1 ms), 50 more at 1 ms exactly, none after: two bins of 1 ms.
-        const auto rate = QvRecordingTools::rateProfile({{0, 0}, {1000, 100}, {1000, 150}, {2000, 150}}, 0, 2000, 2);
-        QCOMPARE(rate.size(), size_t(2));
-        QCOMPARE(rate[0], 100e3);
-        QCOMPARE(rate[1], 50e3);
-        // Times outside the range count at its ends.
-        const auto clamped = QvRecordingTools::rateProfile({{0, 0}, {500, 10}, {4000, 10}}, 1000, 3000, 1);
-        QCOMPARE(clamped.size(), size_t(1));
-        QCOMPARE(clamped[0], 5e3);
-        QVERIFY(QvRecordingTools::rateProfile({{0, 0}, {10, 5}}, 7, 7, 10).empty());
     }
 
     void conversionKeepsTheRecordingAndCancelLeavesNothing() {
