@@ -68,12 +68,12 @@ QString QvLiveCamera::networkCheckError(const quorvel::CameraDescription& descri
 
 QString QvLiveCamera::bandwidthText(const quorvel::QvStatisticInfo& info) {
     const double mbPerSecond = static_cast<double>(info.bandwidth) / 1024.0 / 1024.0;
-    return QStringLiteral(" Bandwidth: ") + QString::number(mbPerSecond, 'f', 1) + QStringLiteral(" MB/s ");
+    return tr(" Bandwidth: %1 MB/s ").arg(QString::number(mbPerSecond, 'f', 1));
 }
 
 QString QvLiveCamera::eventRateText(const quorvel::QvStatisticInfo& info) {
     const double mevPerSecond = static_cast<double>(info.eventRate) / 1000000.0;
-    return QStringLiteral(" Events: ") + QString::number(mevPerSecond, 'f', 1) + QStringLiteral(" MEv/s ");
+    return tr(" Events: %1 MEv/s ").arg(QString::number(mevPerSecond, 'f', 1));
 }
 
 QString QvLiveCamera::lossText(const quorvel::StreamLoss& loss) {

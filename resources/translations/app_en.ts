@@ -794,6 +794,14 @@ Dropped by the live view: %4 events
 Left out of the recording: %5 events
 Since %6, in %7 gaps</translation>
     </message>
+    <message>
+        <source> Bandwidth: %1 MB/s </source>
+        <translation> Bandwidth: %1 MB/s </translation>
+    </message>
+    <message>
+        <source> Events: %1 MEv/s </source>
+        <translation> Events: %1 MEv/s </translation>
+    </message>
 </context>
 <context>
     <name>QvRangeFileDialog</name>

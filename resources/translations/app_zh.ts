@@ -794,6 +794,14 @@ Since %6, in %7 gaps</source>
 未写入录制文件：%5 个事件
 自 %6 起，共 %7 处间断</translation>
     </message>
+    <message>
+        <source> Bandwidth: %1 MB/s </source>
+        <translation> 带宽: %1 MB/s </translation>
+    </message>
+    <message>
+        <source> Events: %1 MEv/s </source>
+        <translation> 事件: %1 MEv/s </translation>
+    </message>
 </context>
 <context>
     <name>QvRangeFileDialog</name>
