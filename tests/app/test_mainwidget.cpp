@@ -15,6 +15,7 @@
 #include <QPushButton>
 #include <QSettings>
 
+using qvtest::actionNamed;
 using qvtest::toasts;
 
 namespace {
@@ -24,13 +25,6 @@ QStringList menuTexts(QMenu* menu) {
     for (QAction* a : menu->actions())
         out << (a->isSeparator() ? QStringLiteral("|") : a->text());
     return out;
-}
-
-QAction* actionNamed(QMenu* menu, const QString& text) {
-    for (QAction* a : menu->actions())
-        if (a->text() == text)
-            return a;
-    return nullptr;
 }
 
 // Answers the next modal message box with the named button.

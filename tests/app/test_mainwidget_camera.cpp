@@ -2,6 +2,7 @@
 // Ethernet camera served by a camera daemon on a loopback address.
 
 #include "CamdProcess.h"
+#include "ReadBack.h"
 #include "appsettings.h"
 #include "mainwidget.h"
 #include "qveventprocessor.h"
@@ -12,8 +13,6 @@
 #include "qvtestenv.h"
 #include "showcamerainfoui.h"
 #include "showimageform.h"
-
-#include "quorvel/DvsFileReader.h"
 
 #include <QAction>
 #include <QDir>
@@ -28,36 +27,20 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+using qvtest::actionNamed;
+
 namespace {
 
 constexpr const char* kSimDvs = "QVSIM-DVS-0001";
 constexpr const char* kSimFusion = "QVSIM-FUS-0001";
-
-QAction* actionNamed(QMenu* menu, const QString& text) {
-    for (QAction* a : menu->actions())
-        if (a->text() == text)
-            return a;
-    return nullptr;
-}
 
 QListWidgetItem* itemNamed(QListWidget* list, const QString& text) {
     const QList<QListWidgetItem*> found = list->findItems(text, Qt::MatchExactly);
     return found.isEmpty() ? nullptr : found.first();
 }
 
-// Events of a recording, decoded from the file the way playback reads it.
-uint64_t eventsIn(const QString& path, uint64_t* spanUs = nullptr) {
-    auto reader = quorvel::DvsFileReader::createFileReader(path.toStdString());
-    if (!reader)
-        return 0;
-    reader->prepareFile();
-    uint64_t start = 0, end = 0;
-    reader->getStartTimestamp(start);
-    reader->getEndTimestamp(end);
-    if (spanUs)
-        *spanUs = end - start;
-    auto events = reader->getEventsInRange(start, end - start + 1);
-    return events ? events->size() : 0;
+quorvel::test::ReadBack readBack(const QString& path) {
+    return quorvel::test::readBack(path.toStdString());
 }
 
 } // namespace
@@ -212,9 +195,9 @@ private slots:
         QCOMPARE(files.size(), 1);
         QVERIFY2(QRegularExpression(QStringLiteral("^QVSIM-DVS-0001_\\d{8}_\\d{6}\\.raw$")).match(files.first()).hasMatch(),
                  qPrintable(files.first()));
-        uint64_t span = 0;
-        QVERIFY(eventsIn(dir.filePath(files.first()), &span) > 1000);
-        QVERIFY2(span > 900000, qPrintable(QString::number(span)));
+        const auto recorded = readBack(dir.filePath(files.first()));
+        QVERIFY(recorded.events.size() > 1000);
+        QVERIFY2(recorded.spanUs() > 900000, qPrintable(QString::number(recorded.spanUs())));
 
         // A folder that cannot be written: the failure is said, with the reason, not swallowed.
         qvtest::closeToasts();
@@ -246,7 +229,7 @@ private slots:
         QCOMPARE(toast->directory(), QDir(AppSettings::instance()->outputRawFilePath).absolutePath());
         const QStringList limited = QDir(AppSettings::instance()->outputRawFilePath).entryList({QStringLiteral("*.raw")});
         QCOMPARE(limited.size(), 1);
-        QVERIFY(eventsIn(AppSettings::instance()->outputRawFilePath + QLatin1Char('/') + limited.first()) > 1000);
+        QVERIFY(readBack(AppSettings::instance()->outputRawFilePath + QLatin1Char('/') + limited.first()).events.size() > 1000);
     }
 
     void triggerEdgesStartTimedRecordings() {
@@ -264,23 +247,16 @@ private slots:
         w->liveCamera()->closeCamera();
         const QStringList files = QDir(dir.path()).entryList({QStringLiteral("*.raw")});
         QVERIFY(!files.isEmpty());
-        uint64_t span = 0;
-        QVERIFY(eventsIn(dir.filePath(files.first()), &span) > 1000);
-        QVERIFY2(span >= 1000000, qPrintable(QString::number(span)));
+        const auto recorded = readBack(dir.filePath(files.first()));
+        QVERIFY(recorded.events.size() > 1000);
+        QVERIFY2(recorded.spanUs() >= 1000000, qPrintable(QString::number(recorded.spanUs())));
     }
 
     void networkCameraFirmwareInfoAndLostConnection() {
         quorvel::test::CamdProcess daemon(QV_CAMD_PATH, "127.0.0.61", 47161,
                                           {"--serial", "NET-T1", "--fusion", "--firmware", "Tarnix_V1.7.1"});
         qputenv("QUORVEL_DISCOVERY_ADDRS", QByteArray::fromStdString(daemon.target()));
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                for (const auto& d : w->liveCamera()->searchCameras())
-                    if (d.serial == "NET-T1")
-                        return true;
-                return false;
-            }(),
-            5000);
+        QVERIFY(quorvel::test::CamdProcess::listed("NET-T1"));
         // An old firmware warns and the camera still opens.
         openAndStream("NET-T1");
         QCOMPARE(w->mode(), int(MainWidget::ModeLiveFusion));
@@ -320,7 +296,7 @@ private slots:
         QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("Save file success!")));
         const QStringList files = QDir(dir.path()).entryList({QStringLiteral("NET-T1_*.raw")});
         QCOMPARE(files.size(), 1);
-        QVERIFY(eventsIn(dir.filePath(files.first())) > 1000);
+        QVERIFY(readBack(dir.filePath(files.first())).events.size() > 1000);
 
         openAndStream(kSimDvs);
         QCOMPARE(w->mode(), int(MainWidget::ModeLiveDvs));

@@ -23,14 +23,9 @@
 #include <QMenu>
 #include <QPushButton>
 
-namespace {
+using qvtest::actionNamed;
 
-QAction* actionNamed(QMenu* menu, const QString& text) {
-    for (QAction* a : menu->actions())
-        if (a->text() == text)
-            return a;
-    return nullptr;
-}
+namespace {
 
 QLineEdit* edit(QObject* root, const char* name) {
     return root->findChild<QLineEdit*>(QLatin1String(name));
@@ -177,14 +172,7 @@ private slots:
     void ipConfigurationMovesADaemonCamera() {
         quorvel::test::CamdProcess daemon(QV_CAMD_PATH, "127.0.0.73", 47173, {"--serial", "NET-IP1"});
         qputenv("QUORVEL_DISCOVERY_ADDRS", "127.0.0.73:47173,127.0.0.74:47173");
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                for (const auto& d : w->liveCamera()->searchCameras())
-                    if (d.serial == "NET-IP1")
-                        return true;
-                return false;
-            }(),
-            5000); // the daemon has started
+        QVERIFY(quorvel::test::CamdProcess::listed("NET-IP1"));
         answer = [this](QDialog& d) {
             auto* tool = qobject_cast<QvEthCameraConfigTool*>(&d);
             if (tool)

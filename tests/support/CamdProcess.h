@@ -2,13 +2,17 @@
 // One camera daemon process (quorvel-camd) on a loopback address, for tests of Ethernet cameras.
 // The daemon dies with the test process and is killed when the object goes.
 
+#include "quorvel/DvsCameraManager.h"
+
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace quorvel::test {
@@ -48,6 +52,17 @@ public:
     /// "ip:port", as discovery lists take it.
     std::string target() const { return m_ip + ":" + std::to_string(m_port); }
     pid_t pid() const { return m_pid; }
+
+    /// Whether discovery (of the addresses in QUORVEL_DISCOVERY_ADDRS) lists `serial` within
+    /// `limit`: a daemon needs a moment to bind.
+    static bool listed(const std::string& serial, std::chrono::milliseconds limit = std::chrono::seconds(5)) {
+        for (const auto end = std::chrono::steady_clock::now() + limit; std::chrono::steady_clock::now() < end;
+             std::this_thread::sleep_for(std::chrono::milliseconds(50)))
+            for (const CameraDescription& d : DvsCameraManager().getCameraDescs())
+                if (d.serial == serial)
+                    return true;
+        return false;
+    }
 
 private:
     std::string m_ip;

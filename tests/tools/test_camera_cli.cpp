@@ -1,13 +1,10 @@
 // quorvel cameras / record / simulate, run as a user would run them.
 
-#include "quorvel/DvsFileReader.h"
 #include "CliRun.h"
-
-#include "SyntheticStream.h"
+#include "ReadBack.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-
 
 using namespace quorvel;
 using namespace quorvel::test;
@@ -15,14 +12,9 @@ using namespace quorvel::test;
 namespace {
 
 std::vector<Event2D> decode(const std::string& path) {
-    auto r = DvsFileReader::createFileReader(path);
-    EXPECT_TRUE(r) << DvsFileReader::lastCreateError();
-    if (!r)
-        return {};
-    uint64_t s = 0;
-    r->getStartTimestamp(s);
-    auto ev = r->getEventsInRange(s, UINT64_MAX / 2);
-    return ev ? *ev : std::vector<Event2D>{};
+    ReadBack r = readBack(path);
+    EXPECT_TRUE(r.opened) << r.error;
+    return std::move(r.events);
 }
 
 } // namespace

@@ -3,8 +3,7 @@
 // connections to a camera daemon, a daemon or a recorder paused by the system. Everything runs as
 // separate processes, the way it happens for real.
 
-#include "quorvel/DvsFileReader.h"
-
+#include "ReadBack.h"
 #include "SyntheticStream.h"
 
 #include <gtest/gtest.h>
@@ -107,32 +106,6 @@ bool waitUntil(const std::function<bool()>& f, std::chrono::milliseconds limit =
     return false;
 }
 
-struct Decoded {
-    bool opened = false;
-    uint64_t events = 0, firstUs = 0, lastUs = 0;
-    std::string error;
-};
-
-Decoded decode(const std::string& path) {
-    Decoded d;
-    DvsFileReader::Options o;
-    o.persistIndex = false;
-    auto r = DvsFileReader::createFileReader(path, o);
-    if (!r) {
-        d.error = DvsFileReader::lastCreateError();
-        return d;
-    }
-    d.opened = true;
-    if (!r->getStartTimestamp(d.firstUs))
-        return d;
-    auto ev = r->getEventsInRange(d.firstUs, UINT64_MAX / 2);
-    if (ev && !ev->empty()) {
-        d.events = ev->size();
-        d.lastUs = ev->back().timestamp;
-    }
-    return d;
-}
-
 uint64_t number(const std::string& text, const std::string& pattern) {
     std::smatch m;
     return std::regex_search(text, m, std::regex(pattern)) ? std::stoull(m[1]) : UINT64_MAX;
@@ -161,10 +134,10 @@ TEST(Faults, SignalsEndARecordingCompleteAndLeaveNoTemporaryFiles) {
         const uint64_t wrote = number(rec.out(), "wrote (\\d+) events");
         ASSERT_NE(wrote, UINT64_MAX) << rec.out();
         EXPECT_NE(rec.out().find("lost: "), std::string::npos) << rec.out();
-        const Decoded d = decode(out);
+        const test::ReadBack d = test::readBack(out);
         ASSERT_TRUE(d.opened) << d.error;
-        EXPECT_EQ(d.events, wrote);
-        EXPECT_GT(d.lastUs - d.firstUs, 500000u);
+        EXPECT_EQ(d.events.size(), wrote);
+        EXPECT_GT(d.spanUs(), 500000u);
     }
 
     // Commands writing under a temporary name remove it when a signal ends them.
@@ -213,10 +186,10 @@ TEST(Faults, AKilledRecorderLeavesAFileReadableToHalfASecondBeforeTheKill) {
     ASSERT_EQ(rec.wait(), 128 + SIGKILL);
     // Whole words only, so any reader opens it; and it reaches to within half a second of the
     // kill (the simulated sensor's clock runs with the wall clock).
-    const Decoded d = decode(out);
+    const test::ReadBack d = test::readBack(out);
     ASSERT_TRUE(d.opened) << d.error;
-    ASSERT_GT(d.events, 0u);
-    EXPECT_GT(static_cast<double>(d.lastUs - d.firstUs), recordedUs - 500000) << "recorded for " << recordedUs << " us";
+    ASSERT_FALSE(d.events.empty());
+    EXPECT_GT(static_cast<double>(d.spanUs()), recordedUs - 500000) << "recorded for " << recordedUs << " us";
 }
 
 TEST(Faults, AFullDiskEndsTheRecordingWithItsReasonAndLeavesNoEmptyFile) {
@@ -246,9 +219,9 @@ TEST(Faults, AFullDiskEndsTheRecordingWithItsReasonAndLeavesNoEmptyFile) {
     EXPECT_NE(partly.find("rc=1"), std::string::npos) << partly;
     EXPECT_TRUE(partly.find("No space left on device") != std::string::npos ||
                 partly.find("File too large") != std::string::npos) << partly;
-    const Decoded d = decode(dir.file("partly.raw"));
+    const test::ReadBack d = test::readBack(dir.file("partly.raw"));
     ASSERT_TRUE(d.opened) << d.error;
-    EXPECT_GT(d.events, 10000u);
+    EXPECT_GT(d.events.size(), 10000u);
 
     const std::string none = run("none.raw", true);
     EXPECT_NE(none.find("rc=1"), std::string::npos) << none;
@@ -346,7 +319,7 @@ TEST(Faults, DrippingAndIdleConnectionsNeitherHoldTheDaemonNorStarveARecording) 
         EXPECT_TRUE(fd < 0 || closedByPeer(fd)) << "an idle connection kept its slot";
         ::close(fd);
     }
-    EXPECT_GT(decode(dir.file("net.raw")).events, 5000000u);
+    EXPECT_GT(test::readBack(dir.file("net.raw")).events.size(), 5000000u);
 
     // A burst of new connections fills every slot before any can be judged: the next one is told.
     // (The daemon is held while they connect, so it takes them in one go however loaded we are.)
@@ -393,14 +366,13 @@ TEST(Faults, APausedDaemonsLossIsReportedAndAPausedRecorderIsToldWhy) {
     ASSERT_NE(gapFrom, UINT64_MAX) << out;
     EXPECT_GT(gapTo - gapFrom, 250000u) << out;
     // The file really has that hole, and nothing else missing.
-    const Decoded d = decode(dir.file("stall.raw"));
-    EXPECT_EQ(d.events, number(out, "wrote (\\d+) events"));
+    EXPECT_EQ(test::readBack(dir.file("stall.raw")).events.size(), number(out, "wrote (\\d+) events"));
 
     // Stalled longer than the link allows: the recording ends and says why.
     std::tie(out, err) = recordWhile("gone.raw", {}, camd.get(), 1500ms, code);
     EXPECT_EQ(code, 1);
     EXPECT_NE(err.find("no heartbeat for 800 ms"), std::string::npos) << err;
-    EXPECT_TRUE(decode(dir.file("gone.raw")).opened);
+    EXPECT_TRUE(test::readBack(dir.file("gone.raw")).opened);
 
     // The recorder itself paused longer than the daemon waits for it: it learns why it was let go.
     std::this_thread::sleep_for(500ms); // the daemon notices the last host went
