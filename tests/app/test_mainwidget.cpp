@@ -116,15 +116,6 @@ private slots:
         QTRY_COMPARE(toasts().size(), 2);
     }
 
-    void toastForAWrittenFileOffersItsFolder() {
-        QTemporaryDir dir;
-        const QString file = dir.filePath("rec.raw");
-        QFile(file).open(QIODevice::WriteOnly);
-        w->slotShowLeftBottomTips("Saved", QvMessageSuccess, file);
-        QTRY_COMPARE(toasts().size(), 1);
-        QCOMPARE(toasts().first()->directory(), QDir(dir.path()).absolutePath());
-    }
-
     void viewerTypeCyclesDvsApsFusion() {
         QSignalSpy spy(w.get(), &MainWidget::signalSetViewerShowType);
         QCOMPARE(w->viewerType(), quorvel::STREAM_DVS);
