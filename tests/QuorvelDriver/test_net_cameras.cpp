@@ -13,9 +13,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -37,8 +35,8 @@ namespace {
 /// A camera daemon of this build on a loopback address.
 class Daemon : public quorvel::test::CamdProcess {
 public:
-    Daemon(std::string ip, uint16_t port, std::vector<std::string> args)
-        : CamdProcess(QV_CAMD_PATH, std::move(ip), port, std::move(args)) {}
+    Daemon(const std::string& ip, uint16_t port, std::vector<std::string> args)
+        : CamdProcess(QV_CAMD_PATH, ip, port, std::move(args)) {}
 };
 
 void setTargets(const std::string& list) {

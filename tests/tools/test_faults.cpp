@@ -3,19 +3,17 @@
 // connections to a camera daemon, a daemon or a recorder paused by the system. Everything runs as
 // separate processes, the way it happens for real.
 
+#include "CamdProcess.h"
 #include "ReadBack.h"
 #include "SyntheticStream.h"
 
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -32,50 +30,10 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-/// A child process with its output in files; killed (if still running) when the object goes.
-class Proc {
-public:
-    Proc(const test::TempDir& dir, std::vector<std::string> args, const std::string& name = "proc") {
-        m_out = dir.file(name + ".out");
-        m_err = dir.file(name + ".err");
-        m_pid = ::fork();
-        if (m_pid == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            ::setenv("XDG_CACHE_HOME", dir.file("cache").c_str(), 1);
-            ::dup2(::open(m_out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
-            ::dup2(::open(m_err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
-            std::vector<char*> argv;
-            for (auto& a : args)
-                argv.push_back(a.data());
-            argv.push_back(nullptr);
-            ::execvp(argv[0], argv.data());
-            ::_exit(127);
-        }
-    }
-    ~Proc() {
-        if (m_pid > 0) {
-            ::kill(m_pid, SIGKILL);
-            ::waitpid(m_pid, nullptr, 0);
-        }
-    }
-    void signal(int sig) const { ::kill(m_pid, sig); }
-    /// Exit code, 128 + signal when a signal ended it, -1 when it was still running after `limit`.
-    int wait(std::chrono::milliseconds limit = 20s) {
-        for (const auto end = Clock::now() + limit; Clock::now() < end; std::this_thread::sleep_for(5ms)) {
-            int status = 0;
-            if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
-                m_pid = -1;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-            }
-        }
-        return -1;
-    }
-    std::string out() const { return test::readFileBytes(m_out); }
-    std::string err() const { return test::readFileBytes(m_err); }
-
-private:
-    pid_t m_pid = -1;
-    std::string m_out, m_err;
+/// A child process with its output in `dir` and `dir`/cache as its cache folder.
+struct Proc : test::ChildProcess {
+    Proc(const test::TempDir& dir, std::vector<std::string> args, const std::string& name = "proc")
+        : ChildProcess(std::move(args), dir.file(name), {"XDG_CACHE_HOME=" + dir.file("cache")}) {}
 };
 
 std::vector<std::string> cli(std::initializer_list<std::string> args) {
@@ -85,9 +43,10 @@ std::vector<std::string> cli(std::initializer_list<std::string> args) {
 }
 
 /// A camera daemon on a loopback address, serving one stress camera.
-std::unique_ptr<Proc> daemon(const test::TempDir& dir, const std::string& ip, const std::string& serial, const char* rate) {
-    auto d = std::make_unique<Proc>(dir, std::vector<std::string>{QV_CAMD_PATH, "--bind", ip, "--serial", serial, "--stress", rate},
-                                    "camd-" + serial);
+std::unique_ptr<test::CamdProcess> daemon(const test::TempDir& dir, const std::string& ip, const std::string& serial,
+                                          const char* rate) {
+    auto d = std::make_unique<test::CamdProcess>(QV_CAMD_PATH, ip, 47000, std::vector<std::string>{"--serial", serial, "--stress", rate},
+                                                 dir.file("camd-" + serial));
     ::setenv("QUORVEL_DISCOVERY_ADDRS", ip.c_str(), 1);
     ::setenv("QUORVEL_VIRTUAL_CAMERAS", "0", 1);
     std::this_thread::sleep_for(200ms); // bound and listening
@@ -340,12 +299,12 @@ TEST(Faults, APausedDaemonsLossIsReportedAndAPausedRecorderIsToldWhy) {
     test::TempDir dir;
     auto camd = daemon(dir, "127.0.0.82", "FAULT-2", "5000000");
     // Records 3 s and pauses `paused` (null: the recorder itself) half a second in.
-    const auto recordWhile = [&](const std::string& name, std::vector<std::string> extra, Proc* paused,
+    const auto recordWhile = [&](const std::string& name, std::vector<std::string> extra, test::ChildProcess* paused,
                                  std::chrono::milliseconds pause, int& code) {
         auto args = cli({"record", "FAULT-2", dir.file(name), "--seconds", "3"});
         args.insert(args.end(), extra.begin(), extra.end());
         auto rec = std::make_unique<Proc>(dir, args, name);
-        Proc& target = paused ? *paused : *rec;
+        test::ChildProcess& target = paused ? *paused : *rec;
         EXPECT_TRUE(waitUntil([&] { return fileSize(dir.file(name)) > 0; }));
         std::this_thread::sleep_for(500ms);
         target.signal(SIGSTOP);
