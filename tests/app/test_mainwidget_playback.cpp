@@ -143,11 +143,15 @@ private slots:
         QTest::mouseClick(f().pb_prv, Qt::LeftButton);
         QCOMPARE(proc()->currentPosition(), TestRecording::kStart + 33333);
 
-        // Keyboard: Right steps forward, Home resets.
+        // Keyboard: Right steps forward, Home resets, Space plays and pauses.
         QTest::keyClick(w.get(), Qt::Key_Right);
         QCOMPARE(proc()->currentPosition(), TestRecording::kStart + 2 * 33333);
         QTest::keyClick(w.get(), Qt::Key_Home);
         QCOMPARE(proc()->currentPosition(), TestRecording::kStart);
+        QTest::keyClick(w.get(), Qt::Key_Space);
+        QTRY_VERIFY(proc()->isPlaying());
+        QTest::keyClick(w.get(), Qt::Key_Space);
+        QTRY_VERIFY(!proc()->isPlaying());
 
         // A click on the track seeks there and shows the frame from that point.
         clickSliderAt(600'000);
@@ -155,14 +159,6 @@ private slots:
         QVERIFY2(target > 580'000 && target < 620'000, qPrintable(QString::number(target)));
         QCOMPARE(proc()->currentPosition(), target + proc()->accumulationTime());
         QTRY_COMPARE(slider()->centerValue(), target); // the processor reports the frame it showed
-    }
-
-    void spaceTogglesPlayback() {
-        openAndPause();
-        QTest::keyClick(w.get(), Qt::Key_Space);
-        QTRY_VERIFY(proc()->isPlaying());
-        QTest::keyClick(w.get(), Qt::Key_Space);
-        QTRY_VERIFY(!proc()->isPlaying());
     }
 
     void droppingARecordingOpensIt() {
