@@ -26,9 +26,7 @@
 #include "quorvel/raw/RawFileWriter.h"
 
 #include <QAbstractButton>
-#include <QApplication>
 #include <QComboBox>
-#include <QDir>
 #include <QListWidget>
 #include <QMap>
 #include <QRegularExpression>
@@ -37,7 +35,6 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
-#include <QScreen>
 
 #include <cmath>
 
