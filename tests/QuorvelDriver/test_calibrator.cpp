@@ -81,23 +81,6 @@ TEST(Calibrator, WarpMatchesTheDefinitionForManyMappings) {
     }
 }
 
-TEST(Calibrator, TruncationAndUntouchedPixels) {
-    ApsFrame aps(4, 4);
-    for (int i = 0; i < 16; ++i)
-        std::memset(aps.data() + i * 3, 10 + i, 3);
-    Calibrator cal;
-    // c = -0.5: x = 0 maps to -0.5, which truncates to column 0 (inside); x = 4 maps to 3.5 -> 3.
-    // d = 0, f = 2.9 -> row 2. Output column 5 maps to 4.5 -> 4, outside: untouched.
-    CalibratorParameters p = params({1, 0, -0.5, 0, 0, 2.9}, 6, 1, 4, 4);
-    ASSERT_TRUE(cal.loadCalibrationParam(p));
-    ApsFrame out(6, 1);
-    std::memset(out.data(), 0xEE, out.getDataSize());
-    ASSERT_TRUE(cal.mapApsToDvs(aps, out));
-    const unsigned char want[6] = {10 + 8, 10 + 8, 10 + 9, 10 + 10, 10 + 11, 0xEE};
-    for (int x = 0; x < 6; ++x)
-        EXPECT_EQ(out.data()[x * 3], want[x]) << "x " << x;
-}
-
 TEST(Calibrator, InPlaceWarpHasDvsGeometryAndBlackBorder) {
     Calibrator cal;
     CalibratorParameters p = params({1, 0, 100, 0, 1, 0}, 64, 32, 120, 40);

@@ -1,6 +1,6 @@
 // Virtual cameras opened through the manager, streamed as the application streams them: listing,
-// polling getEvents, callbacks, statistics, live tool changes, the fusion camera and a recording
-// replayed as a live camera.
+// polling getEvents, callbacks, statistics, the fusion camera and a recording replayed as a live
+// camera.
 
 #include "camera/CameraCore.h"
 #include "quorvel/DvsCameraManager.h"
@@ -161,69 +161,27 @@ TEST_F(CameraStreaming, PollingDeliversOrderedEventsAndStatisticsOnceASecond) {
     cam->setStatisticInfoCallback({});
 }
 
-TEST_F(CameraStreaming, CallbacksByIdAndTriggerChannels) {
+TEST_F(CameraStreaming, CallbacksById) {
     auto cam = openDvs();
     ASSERT_TRUE(cam);
     std::atomic<uint64_t> a{0}, b{0};
-    std::mutex mu;
-    std::vector<EventTriggerIn> triggers;
     const int ida = cam->addEventsCallback([&](const Event2D* s, const Event2D* e) { a += static_cast<uint64_t>(e - s); });
     const int idb = cam->addEventsCallback([&](const Event2D* s, const Event2D* e) { b += static_cast<uint64_t>(e - s); });
-    const int idt = cam->addTriggerInCallback([&](const EventTriggerIn& t) {
-        std::lock_guard l(mu);
-        triggers.push_back(t);
-    });
+    const int idt = cam->addTriggerInCallback([](const EventTriggerIn&) {});
     EXPECT_NE(ida, idb);
     EXPECT_EQ(cam->addEventsCallback({}), -1);
-    auto trig = cam->getTool(TOOL_TRIGGER_IN);
-    ASSERT_TRUE(trig->setBoolParam("channel_0_enable", true));
     ASSERT_EQ(cam->start(), 0);
     std::this_thread::sleep_for(500ms);
     EXPECT_TRUE(cam->removeEventsCallback(idb));
     EXPECT_FALSE(cam->removeEventsCallback(idb));
     const uint64_t bAtRemoval = b.load();
-    std::this_thread::sleep_for(700ms);
+    std::this_thread::sleep_for(500ms);
     cam->stop();
     EXPECT_GT(a.load(), bAtRemoval + 100000);
     EXPECT_EQ(b.load(), bAtRemoval);
-    {
-        std::lock_guard l(mu);
-        // Channel 0 toggles at 10 Hz: about 24 edges in 1.2 s, channel 1 stays silent.
-        EXPECT_GE(triggers.size(), 20u);
-        EXPECT_LE(triggers.size(), 26u);
-        for (size_t i = 0; i < triggers.size(); ++i) {
-            EXPECT_EQ(triggers[i].id, 0);
-            if (i > 0) {
-                EXPECT_NE(triggers[i].polarity, triggers[i - 1].polarity);
-            }
-        }
-    }
     EXPECT_TRUE(cam->removeTriggerInCallback(idt));
+    EXPECT_FALSE(cam->removeTriggerInCallback(idt));
     EXPECT_TRUE(cam->removeEventsCallback(ida));
-    ASSERT_TRUE(trig->setBoolParam("channel_0_enable", false));
-}
-
-TEST_F(CameraStreaming, ToolChangesActOnTheLiveStream) {
-    auto cam = openDvs();
-    ASSERT_TRUE(cam);
-    ASSERT_EQ(cam->start(), 0);
-    const auto before = poll(*cam, 400ms);
-    auto roi = cam->getTool(TOOL_ROI);
-    ASSERT_TRUE(roi->setIntParam("width", 320));
-    ASSERT_TRUE(roi->setIntParam("height", 240));
-    ASSERT_TRUE(roi->setBoolParam("enable", true));
-    std::vector<Event2D> flush;
-    std::this_thread::sleep_for(50ms);
-    cam->getEvents(flush); // what was produced before the change took effect
-    const auto after = poll(*cam, 400ms);
-    cam->stop();
-    ASSERT_TRUE(roi->setBoolParam("enable", false));
-    ASSERT_TRUE(roi->setIntParam("width", 640));
-    ASSERT_TRUE(roi->setIntParam("height", 480));
-    ASSERT_FALSE(after.empty());
-    EXPECT_LT(after.size(), before.size());
-    for (const auto& e : after)
-        ASSERT_TRUE(e.x < 320 && e.y < 240) << e.x << "," << e.y;
 }
 
 TEST_F(CameraStreaming, UnreadQueueDropsOldBatchesAndCountsThem) {

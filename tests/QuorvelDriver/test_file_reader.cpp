@@ -53,15 +53,11 @@ protected:
 
 } // namespace
 
+// (What the header parser refuses, and why, is the header tests' business: the reason passes
+// through the same error as here.)
 TEST_F(FileReaderTest, RefusesWhatIsNotARecordingAndSaysWhy) {
     EXPECT_FALSE(DvsFileReader::createFileReader(dir.file("missing.raw")));
     EXPECT_NE(DvsFileReader::lastCreateError().find("cannot open"), std::string::npos);
-    writeFile(dir.file("empty.raw"), "");
-    EXPECT_FALSE(DvsFileReader::createFileReader(dir.file("empty.raw")));
-    EXPECT_NE(DvsFileReader::lastCreateError().find("empty"), std::string::npos);
-    writeFile(dir.file("nogeo.raw"), "% evt 3.0\n% end\n\x01\x80");
-    EXPECT_FALSE(DvsFileReader::createFileReader(dir.file("nogeo.raw")));
-    EXPECT_NE(DvsFileReader::lastCreateError().find("geometry"), std::string::npos);
     EXPECT_FALSE(DvsFileReader::createFileReader(dir.path));
 }
 
@@ -154,31 +150,24 @@ TEST_F(FileReaderTest, InfoTriggersAndCountsComeFromTheIndex) {
     const std::string path = dir.file("rec.raw");
     StreamParams p = smallParams(500'000);
     const Recorded rec = writeRecording(path, p);
-    {
-        auto r = DvsFileReader::createFileReader(path);
-        ASSERT_TRUE(r);
-        EXPECT_EQ(r->formatName(), "EVT3");
-        EXPECT_EQ(r->getWidth(), 1280);
-        EXPECT_EQ(r->serialNumber(), "SN42");
-        EXPECT_EQ(r->getTriggerList(), rec.triggers);
-        DvsFileStats s;
-        ASSERT_TRUE(r->getFileStats(s));
-        EXPECT_EQ(s.events, rec.events.size());
-        EXPECT_EQ(s.onEvents, static_cast<uint64_t>(std::count_if(rec.events.begin(), rec.events.end(),
-                                                                  [](const Event2D& e) { return e.polarity; })));
-        EXPECT_EQ(s.triggers, rec.triggers.size());
-        EXPECT_EQ(s.errors(), 0u);
-        DvsFileInfo info;
-        ASSERT_TRUE(r->getFileInfo(info));
-        EXPECT_EQ(info.firstTimestamp, rec.events.front().timestamp);
-        EXPECT_NE(info.text.find("EVT3 1280x720"), std::string::npos);
-        EXPECT_NE(info.startTime.time_since_epoch().count(), 0);
-        EXPECT_EQ(r->indexPath().rfind(cache.path + "/Quorvel/", 0), 0u) << r->indexPath();
-    }
-    // A second open finds the saved index and is ready at once.
-    auto again = DvsFileReader::createFileReader(path);
-    EXPECT_TRUE(again->isIndexReady());
-
+    auto r = DvsFileReader::createFileReader(path);
+    ASSERT_TRUE(r);
+    EXPECT_EQ(r->formatName(), "EVT3");
+    EXPECT_EQ(r->getWidth(), 1280);
+    EXPECT_EQ(r->serialNumber(), "SN42");
+    EXPECT_EQ(r->getTriggerList(), rec.triggers);
+    DvsFileStats s;
+    ASSERT_TRUE(r->getFileStats(s));
+    EXPECT_EQ(s.events, rec.events.size());
+    EXPECT_EQ(s.onEvents, static_cast<uint64_t>(std::count_if(rec.events.begin(), rec.events.end(),
+                                                              [](const Event2D& e) { return e.polarity; })));
+    EXPECT_EQ(s.triggers, rec.triggers.size());
+    EXPECT_EQ(s.errors(), 0u);
+    DvsFileInfo info;
+    ASSERT_TRUE(r->getFileInfo(info));
+    EXPECT_EQ(info.firstTimestamp, rec.events.front().timestamp);
+    EXPECT_NE(info.text.find("EVT3 1280x720"), std::string::npos);
+    EXPECT_NE(info.startTime.time_since_epoch().count(), 0);
     // A recording without trigger records makes getTriggerList throw, as the player expects.
     p.triggerPeriodUs = 0;
     writeRecording(dir.file("quiet.raw"), p);

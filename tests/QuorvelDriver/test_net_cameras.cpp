@@ -13,9 +13,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -37,8 +35,8 @@ namespace {
 /// A camera daemon of this build on a loopback address.
 class Daemon : public quorvel::test::CamdProcess {
 public:
-    Daemon(std::string ip, uint16_t port, std::vector<std::string> args)
-        : CamdProcess(QV_CAMD_PATH, std::move(ip), port, std::move(args)) {}
+    Daemon(const std::string& ip, uint16_t port, std::vector<std::string> args)
+        : CamdProcess(QV_CAMD_PATH, ip, port, std::move(args)) {}
 };
 
 void setTargets(const std::string& list) {
@@ -341,7 +339,9 @@ TEST(NetCameras, ForceIpMovesTheCameraToTheNewAddressOnly) {
     EXPECT_TRUE(eventually([&] { return seen > 0; }, 5s));
 }
 
-TEST(NetCameras, LossIsCountedAndADeadOrSilentDaemonDisconnectsWithinASecond) {
+// (A daemon that stops answering without closing the link is the fault tests' paused daemon,
+// which ends a recording with "no heartbeat for 800 ms".)
+TEST(NetCameras, LossIsCountedAndAKilledDaemonDisconnectsWithinASecond) {
     // A fast stream into a small daemon queue: stalling the reader makes the daemon drop packets.
     Daemon d("127.0.0.45", 47145, {"--serial", "NET-K1", "--stress", "10000000", "--queue-mb", "1"});
     DvsCameraManager m;
@@ -365,35 +365,16 @@ TEST(NetCameras, LossIsCountedAndADeadOrSilentDaemonDisconnectsWithinASecond) {
     EXPECT_TRUE(cam->isConnected());
     ASSERT_TRUE(eventually([&] { std::lock_guard l(stats.mu); return !stats.all.empty() && stats.all.back().lostPackets > 0; }, 3s));
 
-    // A daemon that stops answering (link broken, no FIN) is noticed within a second.
-    ::kill(d.pid(), SIGSTOP);
+    // Killed mid-stream: noticed within a second; the streaming thread drains what arrived, then
+    // ends and says why, and its last statistics report carries the loss.
+    d.kill(SIGKILL);
     const auto t0 = Clock::now();
     ASSERT_TRUE(eventually([&] { return !cam->isConnected(); }, 2s));
     EXPECT_LT(Clock::now() - t0, 1s);
-    d.kill(SIGKILL);
-    // The last statistics report after the link went carries the loss.
-    ASSERT_TRUE(eventually([&] { return !cam->isStreaming(); }, 2s));
+    ASSERT_TRUE(eventually([&] { return !cam->isStreaming() && !cam->lastError().empty(); }, 2s));
     std::lock_guard l(stats.mu);
     EXPECT_GT(stats.all.back().lostPackets, 0u);
     EXPECT_EQ(stats.all.back().lostPackets, cam->lostPackets());
-    EXPECT_NE(cam->start(), 0);
-}
-
-TEST(NetCameras, KilledDaemonMidStreamDisconnectsWithinASecond) {
-    Daemon d("127.0.0.46", 47146, {"--serial", "NET-K2", "--stress", "5000000"});
-    DvsCameraManager m;
-    auto cam = discoverAndOpen(m, d, "NET-K2");
-    ASSERT_TRUE(cam);
-    std::atomic<uint64_t> seen{0};
-    cam->addEventsCallback([&](const Event2D* b, const Event2D* e) { seen += static_cast<uint64_t>(e - b); });
-    ASSERT_EQ(cam->start(), 0);
-    ASSERT_TRUE(eventually([&] { return seen > 100000; }, 5s));
-    d.kill(SIGKILL);
-    const auto t0 = Clock::now();
-    ASSERT_TRUE(eventually([&] { return !cam->isConnected(); }, 2s));
-    EXPECT_LT(Clock::now() - t0, 1s);
-    // The streaming thread drains what arrived, then ends and says why.
-    EXPECT_TRUE(eventually([&] { return !cam->isStreaming() && !cam->lastError().empty(); }, 2s));
     EXPECT_NE(cam->start(), 0);
 }
 

@@ -4,9 +4,9 @@
 
 #include "camera/CameraCore.h"
 #include "quorvel/DvsCameraManager.h"
-#include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawHeader.h"
 
+#include "ReadBack.h"
 #include "SyntheticStream.h"
 
 #include <gtest/gtest.h>
@@ -40,32 +40,15 @@ void capture(DvsCamera& cam, Captured& c) {
     });
 }
 
-struct FileContents {
-    std::vector<Event2D> events;
-    std::vector<EventTriggerIn> triggers;
+struct FileContents : test::ReadBack {
     RawHeader header;
 };
 
 FileContents readAll(const std::string& path) {
-    FileContents f;
+    FileContents f{test::readBack(path), {}};
+    EXPECT_TRUE(f.opened) << f.error;
     std::string err;
     EXPECT_TRUE(readRawHeader(path, f.header, err)) << err;
-    DvsFileReader::Options o;
-    o.persistIndex = false;
-    auto r = DvsFileReader::createFileReader(path, o);
-    EXPECT_TRUE(r) << DvsFileReader::lastCreateError();
-    if (!r)
-        return f;
-    uint64_t start = 0;
-    if (!r->getStartTimestamp(start))
-        return f;
-    auto ev = r->getEventsInRange(start, UINT64_MAX / 2);
-    if (ev)
-        f.events = *ev;
-    try {
-        f.triggers = r->getTriggerList();
-    } catch (...) {
-    }
     return f;
 }
 

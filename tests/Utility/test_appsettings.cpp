@@ -9,13 +9,9 @@
 #include <QtTest/QtTest>
 
 
-namespace {
+using qvtest::readFile;
 
-QString readFile(const QString& path) {
-    QFile f(path);
-    f.open(QIODevice::ReadOnly);
-    return QString::fromUtf8(f.readAll());
-}
+namespace {
 
 // Starts every case from an empty Documents folder, as on a first run.
 void resetDocuments() {
@@ -69,7 +65,7 @@ private slots:
                                     "Setting/dvs_trigger_in_rec_edge_type", "Setting/dvs_trigger_in_rec_enable",
                                     "Setting/input_raw_file_path", "Setting/language", "Setting/output_raw_file_path",
                                     "Setting/video_save_path"}));
-        const QString text = readFile(ini);
+        const QByteArray text = readFile(ini);
         QVERIFY(text.startsWith("[Setting]"));
         QVERIFY(text.contains("dvs_trigger_in_rec_enable=false"));
         QVERIFY(text.contains("dvs_before_tirgger_in_save_time=0"));
@@ -79,13 +75,10 @@ private slots:
         QTemporaryDir dir;
         const QString folder = qvtest::documentsPath() + "/QuorvelConfig";
         QDir().mkpath(folder);
-        QFile f(folder + "/dvs_default_config.json");
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("{\"Biases\": {\"mine\": 1}}");
-        f.close();
+        QVERIFY(qvtest::writeFile(folder + "/dvs_default_config.json", "{\"Biases\": {\"mine\": 1}}"));
         AppSettings s(dir.filePath("config.ini"));
         QCOMPARE(s.dvsCameraCurrentConfigPath, folder + "/dvs_default_config.json");
-        QCOMPARE(readFile(s.dvsCameraCurrentConfigPath), QStringLiteral("{\"Biases\": {\"mine\": 1}}"));
+        QCOMPARE(readFile(s.dvsCameraCurrentConfigPath), QByteArray("{\"Biases\": {\"mine\": 1}}"));
     }
 
     void storedValuesAreKeptAndBadOnesFallBack() {
@@ -177,10 +170,7 @@ private slots:
         for (int i = 0; i < binary.size(); ++i)
             binary[i] = char((i * 2654435761u) >> 13);
         for (const QByteArray& junk : {text, binary}) {
-            QFile f(ini);
-            QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            f.write(junk);
-            f.close();
+            QVERIFY(qvtest::writeFile(ini, junk));
             {
                 AppSettings s(ini);
                 QCOMPARE(s.loadProblem(), ini + ".bad");

@@ -1,7 +1,7 @@
+#include "qvtestenv.h"
 #include "qvutility.h"
 
 #include <QDir>
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
@@ -42,7 +42,7 @@ private slots:
     void foldersOfPaths() {
         QTemporaryDir dir;
         const QString file = dir.filePath("a.raw");
-        QFile(file).open(QIODevice::WriteOnly);
+        qvtest::writeFile(file, {});
         QCOMPARE(QvUtility::folderOfPath(dir.path()), QDir(dir.path()).absolutePath());
         QCOMPARE(QvUtility::folderOfPath(file), QDir(dir.path()).absolutePath());
         // A file that is not there yet (an export target) resolves to its existing folder.
@@ -55,21 +55,10 @@ private slots:
     void jsonUpdatesOneFieldAndRefusesBadFiles() {
         QTemporaryDir dir;
         const QString path = dir.filePath("cfg.json");
-        const auto write = [&](const QByteArray& text) {
-            QFile f(path);
-            f.open(QIODevice::WriteOnly | QIODevice::Truncate);
-            f.write(text);
-        };
-        const auto read = [&] {
-            QFile f(path);
-            f.open(QIODevice::ReadOnly);
-            return f.readAll();
-        };
-
-        write(R"({"Biases": {"bias_fo": 3, "bias_hpf": 4}})");
+        qvtest::writeFile(path, R"({"Biases": {"bias_fo": 3, "bias_hpf": 4}})");
         QCOMPARE(QvUtility::updateJsonValue(path, "Biases", "bias_fo", 12), 1);
         QCOMPARE(QvUtility::updateJsonValue(path, "ROI", "enable", true), 1); // new section
-        const QJsonObject root = QJsonDocument::fromJson(read()).object();
+        const QJsonObject root = QJsonDocument::fromJson(qvtest::readFile(path)).object();
         QCOMPARE(root["Biases"].toObject()["bias_fo"].toInt(), 12);
         QCOMPARE(root["Biases"].toObject()["bias_hpf"].toInt(), 4);
         QCOMPARE(root["ROI"].toObject()["enable"].toBool(), true);
@@ -78,9 +67,9 @@ private slots:
         // the file exactly as it was.
         for (const QByteArray& bad : {QByteArray(R"({"Biases": 5})"), QByteArray(R"({"Biases": {)"),
                                       QByteArray("[1, 2]")}) {
-            write(bad);
+            qvtest::writeFile(path, bad);
             QCOMPARE(QvUtility::updateJsonValue(path, "Biases", "bias_fo", 1), 0);
-            QCOMPARE(read(), bad);
+            QCOMPARE(qvtest::readFile(path), bad);
         }
         QCOMPARE(QvUtility::updateJsonValue(dir.filePath("missing.json"), "A", "b", 1), 0);
     }

@@ -1,25 +1,30 @@
-// The main window with live cameras of the SDK: the simulated DVS and fusion cameras, and an
-// Ethernet camera served by a camera daemon on a loopback address.
+// The main window with live cameras of the SDK (the simulated DVS and fusion cameras, and an
+// Ethernet camera served by a camera daemon on a loopback address) and its Setting and Tools
+// menus with real back ends: general settings reaching an open camera and its image, IP
+// configuration of a camera daemon, and the recording tools on a recording written by the SDK.
 
 #include "CamdProcess.h"
+#include "ReadBack.h"
 #include "appsettings.h"
 #include "mainwidget.h"
+#include "qvcombobox.h"
+#include "qvconvertrecordingui.h"
+#include "qvethcameraconfigtool.h"
 #include "qveventprocessor.h"
 #include "qvfilerecorder.h"
 #include "qvfusioncameradataprocessor.h"
 #include "qvguitest.h"
 #include "qvlivecamera.h"
+#include "qvrecordinginfoui.h"
 #include "qvtestenv.h"
 #include "showcamerainfoui.h"
 #include "showimageform.h"
+#include "testrecording.h"
 
-#include "quorvel/DvsFileReader.h"
-
-#include <QAction>
 #include <QDir>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
-#include <QMenu>
 #include <QPushButton>
 #include <QRegularExpression>
 
@@ -28,36 +33,34 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+using qvtest::actionNamed;
+
 namespace {
 
 constexpr const char* kSimDvs = "QVSIM-DVS-0001";
 constexpr const char* kSimFusion = "QVSIM-FUS-0001";
-
-QAction* actionNamed(QMenu* menu, const QString& text) {
-    for (QAction* a : menu->actions())
-        if (a->text() == text)
-            return a;
-    return nullptr;
-}
 
 QListWidgetItem* itemNamed(QListWidget* list, const QString& text) {
     const QList<QListWidgetItem*> found = list->findItems(text, Qt::MatchExactly);
     return found.isEmpty() ? nullptr : found.first();
 }
 
-// Events of a recording, decoded from the file the way playback reads it.
-uint64_t eventsIn(const QString& path, uint64_t* spanUs = nullptr) {
-    auto reader = quorvel::DvsFileReader::createFileReader(path.toStdString());
-    if (!reader)
-        return 0;
-    reader->prepareFile();
-    uint64_t start = 0, end = 0;
-    reader->getStartTimestamp(start);
-    reader->getEndTimestamp(end);
-    if (spanUs)
-        *spanUs = end - start;
-    auto events = reader->getEventsInRange(start, end - start + 1);
-    return events ? events->size() : 0;
+quorvel::test::ReadBack readBack(const QString& path) {
+    return quorvel::test::readBack(path.toStdString());
+}
+
+QLineEdit* edit(QObject* root, const char* name) {
+    return root->findChild<QLineEdit*>(QLatin1String(name));
+}
+
+// Share of the image view's pixels in exactly this colour.
+double shareOf(ShowImageForm* view, QColor colour) {
+    const QImage img = view->grab().toImage().convertToFormat(QImage::Format_RGB32);
+    qint64 n = 0;
+    for (int y = 0; y < img.height(); y += 2)
+        for (int x = 0; x < img.width(); x += 2)
+            n += img.pixel(x, y) == colour.rgb();
+    return double(n) / (double(img.width() / 2) * double(img.height() / 2));
 }
 
 } // namespace
@@ -67,8 +70,10 @@ class MainWidgetCameraTest : public QObject {
 private:
     std::unique_ptr<MainWidget> w;
     std::function<int(QDialog&)> answer;
+    QStringList dialogsRun;
     QTemporaryDir dir;
 
+    QMenu* menu(QPushButton* button) const { return w->menuOf(button); }
     const MainWidgetForm& f() const { return w->form(); }
     QString status() const { return f().label_show_camera_info->text(); }
     QAction* deviceAction(const char* text) const { return actionNamed(w->menuOf(f().pb_menu_device), text); }
@@ -80,17 +85,64 @@ private:
         QTRY_VERIFY(w->imageForm()->shownFrames() > frames + 5);
     }
 
+    // The IP configuration dialog against the daemon at 127.0.0.73, which may move to .74.
+    void configureDaemonCamera(QvEthCameraConfigTool& d) {
+        auto* list = d.findChild<QListWidget*>("listWidget_cameras");
+        const auto listed = [&](const char* ip) {
+            return !d.isRefreshing() && list->count() == 1 && list->item(0)->text() == "NET-IP1" &&
+                   edit(&d, "le_ip")->text() == QLatin1String(ip);
+        };
+        d.show(); // lists the cameras once, without a toast
+        QTRY_VERIFY_WITH_TIMEOUT(listed("127.0.0.73"), 5000);
+        QVERIFY(!qvtest::toastTexts().contains("Refresh completed!"));
+        QCOMPARE(d.findChild<QLabel*>("lb_product")->text(), QStringLiteral("QV640-ETH"));
+        QCOMPARE(d.findChild<QLabel*>("lb_manufacturer")->text(), QStringLiteral("Quorvel"));
+        QCOMPARE(d.findChild<QLabel*>("lb_firm_ver")->text(), QStringLiteral("QV640_V2.1.0"));
+
+        // Addresses no camera may take go to the SDK as typed and are refused.
+        for (const char* ip : {"0.0.0.0", "255.255.255.255", "127.0.0.300", "camera"}) {
+            qvtest::closeToasts();
+            edit(&d, "le_ip")->setText(ip);
+            edit(&d, "le_subnet_mask")->setText("255.0.0.0");
+            d.findChild<QPushButton*>("pb_config")->click();
+            QTRY_COMPARE(qvtest::toastTexts(), QStringList{"Configuration failed!"});
+        }
+        // Two quick refreshes: the second waits for the first, and the rows come once.
+        qvtest::closeToasts();
+        d.on_pb_refresh_clicked();
+        d.on_pb_refresh_clicked();
+        QCOMPARE(qvtest::toastTexts(), (QStringList{"Refresh completed!", "Refresh completed!"}));
+        QTRY_VERIFY_WITH_TIMEOUT(listed("127.0.0.73"), 5000); // still where it was
+
+        qvtest::closeToasts();
+        edit(&d, "le_ip")->setText("127.0.0.74");
+        edit(&d, "le_subnet_mask")->setText("255.0.0.0");
+        edit(&d, "le_gateway")->setText("127.0.0.1");
+        d.findChild<QPushButton*>("pb_config")->click();
+        QTRY_COMPARE(qvtest::toastTexts(), QStringList{"Configuration successful!"});
+        QCOMPARE(edit(&d, "le_ip")->text(), QStringLiteral("127.0.0.74")); // not refreshed by itself
+        d.findChild<QPushButton*>("pb_refresh")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(listed("127.0.0.74"), 5000);
+        QCOMPARE(edit(&d, "le_gateway")->text(), QStringLiteral("127.0.0.1"));
+    }
+
 private slots:
     void init() {
         answer = nullptr;
+        dialogsRun.clear();
         w = std::make_unique<MainWidget>();
-        w->setDialogRunner([this](QDialog& d) { return answer ? answer(d) : int(QDialog::Rejected); });
+        w->setDialogRunner([this](QDialog& d) {
+            dialogsRun << d.objectName();
+            return answer ? answer(d) : int(QDialog::Rejected);
+        });
         w->resize(1100, 760);
         w->show();
         QVERIFY(QTest::qWaitForWindowExposed(w.get()));
         AppSettings* s = AppSettings::instance();
         s->outputRawFilePath = dir.path();
         s->dvsTriggerInRecEnable = false;
+        s->dvsColorType = "Gray";
+        s->applyColorScheme();
     }
     void cleanup() {
         w.reset();
@@ -212,9 +264,9 @@ private slots:
         QCOMPARE(files.size(), 1);
         QVERIFY2(QRegularExpression(QStringLiteral("^QVSIM-DVS-0001_\\d{8}_\\d{6}\\.raw$")).match(files.first()).hasMatch(),
                  qPrintable(files.first()));
-        uint64_t span = 0;
-        QVERIFY(eventsIn(dir.filePath(files.first()), &span) > 1000);
-        QVERIFY2(span > 900000, qPrintable(QString::number(span)));
+        const auto recorded = readBack(dir.filePath(files.first()));
+        QVERIFY(recorded.events.size() > 1000);
+        QVERIFY2(recorded.spanUs() > 900000, qPrintable(QString::number(recorded.spanUs())));
 
         // A folder that cannot be written: the failure is said, with the reason, not swallowed.
         qvtest::closeToasts();
@@ -246,7 +298,7 @@ private slots:
         QCOMPARE(toast->directory(), QDir(AppSettings::instance()->outputRawFilePath).absolutePath());
         const QStringList limited = QDir(AppSettings::instance()->outputRawFilePath).entryList({QStringLiteral("*.raw")});
         QCOMPARE(limited.size(), 1);
-        QVERIFY(eventsIn(AppSettings::instance()->outputRawFilePath + QLatin1Char('/') + limited.first()) > 1000);
+        QVERIFY(readBack(AppSettings::instance()->outputRawFilePath + QLatin1Char('/') + limited.first()).events.size() > 1000);
     }
 
     void triggerEdgesStartTimedRecordings() {
@@ -264,23 +316,16 @@ private slots:
         w->liveCamera()->closeCamera();
         const QStringList files = QDir(dir.path()).entryList({QStringLiteral("*.raw")});
         QVERIFY(!files.isEmpty());
-        uint64_t span = 0;
-        QVERIFY(eventsIn(dir.filePath(files.first()), &span) > 1000);
-        QVERIFY2(span >= 1000000, qPrintable(QString::number(span)));
+        const auto recorded = readBack(dir.filePath(files.first()));
+        QVERIFY(recorded.events.size() > 1000);
+        QVERIFY2(recorded.spanUs() >= 1000000, qPrintable(QString::number(recorded.spanUs())));
     }
 
     void networkCameraFirmwareInfoAndLostConnection() {
         quorvel::test::CamdProcess daemon(QV_CAMD_PATH, "127.0.0.61", 47161,
                                           {"--serial", "NET-T1", "--fusion", "--firmware", "Tarnix_V1.7.1"});
         qputenv("QUORVEL_DISCOVERY_ADDRS", QByteArray::fromStdString(daemon.target()));
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                for (const auto& d : w->liveCamera()->searchCameras())
-                    if (d.serial == "NET-T1")
-                        return true;
-                return false;
-            }(),
-            5000);
+        QVERIFY(quorvel::test::CamdProcess::listed("NET-T1"));
         // An old firmware warns and the camera still opens.
         openAndStream("NET-T1");
         QCOMPARE(w->mode(), int(MainWidget::ModeLiveFusion));
@@ -320,10 +365,125 @@ private slots:
         QTRY_VERIFY(qvtest::toastTexts().contains(QStringLiteral("Save file success!")));
         const QStringList files = QDir(dir.path()).entryList({QStringLiteral("NET-T1_*.raw")});
         QCOMPARE(files.size(), 1);
-        QVERIFY(eventsIn(dir.filePath(files.first())) > 1000);
+        QVERIFY(readBack(dir.filePath(files.first())).events.size() > 1000);
 
         openAndStream(kSimDvs);
         QCOMPARE(w->mode(), int(MainWidget::ModeLiveDvs));
+    }
+
+    void everyItemRunsItsDialogOrSaysWhyItCannot() {
+        QCOMPARE(menu(f().pb_menu_tools)->actions().size(), 4);
+        const std::pair<QPushButton*, const char*> items[] = {
+            {f().pb_menu_setting, "General Setting"},    {f().pb_menu_tools, "IP Configuration"},
+            {f().pb_menu_tools, "Recording Information"}, {f().pb_menu_tools, "Convert Recording"}};
+        for (const auto& [button, text] : items)
+            actionNamed(menu(button), text)->trigger();
+        QCOMPARE(dialogsRun, (QStringList{"QvGeneralSetting", "QvEthCameraConfigTool", "QvRecordingInfoUI",
+                                          "QvConvertRecordingUI"}));
+        for (QPushButton* b : {f().pb_menu_file, f().pb_menu_device, f().pb_menu_setting, f().pb_menu_help,
+                               f().pb_menu_tools}) {
+            QMenu* m = menu(b);
+            QVERIFY(m->toolTipsVisible());
+            emit m->aboutToShow();
+            for (QAction* a : m->actions())
+                QVERIFY2(a->isSeparator() || a->isEnabled() || (!a->toolTip().isEmpty() && a->toolTip() != a->text()),
+                         qPrintable(a->text()));
+        }
+        QAction* info = actionNamed(menu(f().pb_menu_device), "Camera Info");
+        QVERIFY(!info->isEnabled());
+        QCOMPARE(info->toolTip(), QStringLiteral("Open a camera first."));
+    }
+
+    void generalSettingsReachTheOpenCameraAndItsImage() {
+        QVERIFY(w->openCameraBySerial("QVSIM-DVS-0001"));
+        QTRY_VERIFY(w->imageForm()->shownFrames() > 5);
+        const QColor dark(30, 37, 52);
+        QCOMPARE(shareOf(w->imageForm(), dark), 0.0);
+        auto save = [&](bool enable, const char* before) {
+            answer = [=](QDialog& d) {
+                d.findChild<QPushButton*>("sb_trigger_in_rec_enable")->setChecked(enable);
+                edit(&d, "le_trigger_in_before_time")->setText(before);
+                d.findChild<QvComboBox*>("widget_combobox_color_theme")->comboBox()->setCurrentIndex(1); // Dark
+                d.findChild<QPushButton*>("pb_save")->click();
+                return d.result();
+            };
+            actionNamed(menu(f().pb_menu_setting), "General Setting")->trigger();
+        };
+        save(true, "2");
+        QVERIFY(AppSettings::instance()->dvsTriggerInRecEnable);
+        QVERIFY(w->fileRecorder()->isCacheEnabled()); // the camera keeps the 2 s before an edge
+        bool reporting = false;
+        QVERIFY(w->liveCamera()->camera()->getTool(quorvel::TOOL_TRIGGER_IN)->getBoolParam("channel_0_enable", reporting));
+        QVERIFY(reporting);
+        // The live image takes the new colours with its next frames.
+        QTRY_VERIFY(shareOf(w->imageForm(), dark) > 0.2);
+        save(false, "2");
+        QVERIFY(!w->fileRecorder()->isCacheEnabled());
+    }
+
+    void ipConfigurationMovesADaemonCamera() {
+        quorvel::test::CamdProcess daemon(QV_CAMD_PATH, "127.0.0.73", 47173, {"--serial", "NET-IP1"});
+        qputenv("QUORVEL_DISCOVERY_ADDRS", "127.0.0.73:47173,127.0.0.74:47173");
+        QVERIFY(quorvel::test::CamdProcess::listed("NET-IP1"));
+        answer = [this](QDialog& d) {
+            auto* tool = qobject_cast<QvEthCameraConfigTool*>(&d);
+            if (tool)
+                configureDaemonCamera(*tool);
+            return int(QDialog::Rejected);
+        };
+        actionNamed(menu(f().pb_menu_tools), "IP Configuration")->trigger();
+        QCOMPARE(dialogsRun, QStringList{"QvEthCameraConfigTool"});
+        if (QTest::currentTestFailed())
+            return;
+        // The camera opens and streams at its new address.
+        qvtest::closeToasts();
+        QVERIFY(w->openCameraBySerial("NET-IP1"));
+        QCOMPARE(QString::fromStdString(w->liveCamera()->description().ip), QStringLiteral("127.0.0.74"));
+    }
+
+    void recordingInformationAndConversionOfTheOpenRecording() {
+        const QString file = dir.filePath("session.raw");
+        std::string error;
+        QVERIFY2(qvtest::TestRecording::write(file.toStdString(), &error), error.c_str());
+        w->openRecording(file);
+        QTRY_VERIFY(f().pb_play->isChecked());
+        // A paused recording shows its frame again in the colours just saved.
+        QTest::mouseClick(f().pb_play, Qt::LeftButton);
+        QTRY_VERIFY(!w->eventProcessor()->isPlaying());
+        QTRY_VERIFY(w->imageForm()->shownFrames() > 0);
+        const QColor dark(30, 37, 52);
+        QCOMPARE(shareOf(w->imageForm(), dark), 0.0);
+        answer = [](QDialog& d) {
+            d.findChild<QvComboBox*>("widget_combobox_color_theme")->comboBox()->setCurrentIndex(1);
+            d.findChild<QPushButton*>("pb_save")->click();
+            return d.result();
+        };
+        actionNamed(menu(f().pb_menu_setting), "General Setting")->trigger();
+        QTRY_VERIFY(shareOf(w->imageForm(), dark) > 0.2);
+
+        // The tools open on the recording being played (what they show is the dialogs' test).
+        QString shown;
+        answer = [&](QDialog& d) {
+            shown = qobject_cast<QvRecordingInfoUI*>(&d)->recording();
+            return int(QDialog::Rejected);
+        };
+        actionNamed(menu(f().pb_menu_tools), "Recording Information")->trigger();
+        QCOMPARE(shown, w->currentFile());
+
+        QString input, proposed;
+        answer = [&](QDialog& d) {
+            input = edit(&d, "le_input")->text();
+            proposed = edit(&d, "le_output")->text();
+            d.findChild<QPushButton*>("pb_convert")->click();
+            auto* convert = qobject_cast<QvConvertRecordingUI*>(&d);
+            (void)QTest::qWaitFor([convert] { return !convert->isConverting(); }, 10000);
+            return d.result();
+        };
+        actionNamed(menu(f().pb_menu_tools), "Convert Recording")->trigger();
+        QCOMPARE(input, w->currentFile());
+        QCOMPARE(proposed, dir.filePath("session_evt3.raw"));
+        QTRY_VERIFY(qvtest::toastTexts().contains("Recording converted."));
+        QVERIFY(QFile::exists(proposed));
     }
 };
 

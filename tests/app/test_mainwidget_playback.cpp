@@ -1,7 +1,7 @@
 #include "appsettings.h"
 #include "mainwidget.h"
 #include "qvfusioncameradataprocessor.h"
-#include "quorvel/DvsFileReader.h"
+#include "ReadBack.h"
 #include "quorvel/FusionSimulation.h"
 #include "qvtestenv.h"
 #include "qvthreehandleslider.h"
@@ -143,11 +143,15 @@ private slots:
         QTest::mouseClick(f().pb_prv, Qt::LeftButton);
         QCOMPARE(proc()->currentPosition(), TestRecording::kStart + 33333);
 
-        // Keyboard: Right steps forward, Home resets.
+        // Keyboard: Right steps forward, Home resets, Space plays and pauses.
         QTest::keyClick(w.get(), Qt::Key_Right);
         QCOMPARE(proc()->currentPosition(), TestRecording::kStart + 2 * 33333);
         QTest::keyClick(w.get(), Qt::Key_Home);
         QCOMPARE(proc()->currentPosition(), TestRecording::kStart);
+        QTest::keyClick(w.get(), Qt::Key_Space);
+        QTRY_VERIFY(proc()->isPlaying());
+        QTest::keyClick(w.get(), Qt::Key_Space);
+        QTRY_VERIFY(!proc()->isPlaying());
 
         // A click on the track seeks there and shows the frame from that point.
         clickSliderAt(600'000);
@@ -155,14 +159,6 @@ private slots:
         QVERIFY2(target > 580'000 && target < 620'000, qPrintable(QString::number(target)));
         QCOMPARE(proc()->currentPosition(), target + proc()->accumulationTime());
         QTRY_COMPARE(slider()->centerValue(), target); // the processor reports the frame it showed
-    }
-
-    void spaceTogglesPlayback() {
-        openAndPause();
-        QTest::keyClick(w.get(), Qt::Key_Space);
-        QTRY_VERIFY(proc()->isPlaying());
-        QTest::keyClick(w.get(), Qt::Key_Space);
-        QTRY_VERIFY(!proc()->isPlaying());
     }
 
     void droppingARecordingOpensIt() {
@@ -200,19 +196,13 @@ private slots:
         QCOMPARE(seenFolder, AppSettings::instance()->outputRawFilePath);
         proc()->waitForJobs();
         QTRY_VERIFY(QFile::exists(out.filePath("piece.raw")));
-        auto reader = quorvel::DvsFileReader::createFileReader(out.filePath("piece.raw").toStdString());
-        QVERIFY(reader);
-        auto events = reader->getEventsInRange(0, ~0ull >> 1);
-        QCOMPARE(events->size(), size_t(10));
+        QCOMPARE(quorvel::test::readBack(out.filePath("piece.raw").toStdString()).events.size(), size_t(10));
         QTRY_VERIFY(f().pb_play->isEnabled()); // the controls come back when the job is done
     }
 
     void unreadableRecordingsLeaveTheWindowAsItWas() {
         const QString bogus = dir.filePath("bogus.raw");
-        QFile b(bogus);
-        QVERIFY(b.open(QIODevice::WriteOnly));
-        b.write("% not a recording\n");
-        b.close();
+        QVERIFY(qvtest::writeFile(bogus, "% not a recording\n"));
         w->openRecording(bogus);
         QCOMPARE(w->mode(), int(MainWidget::ModeNone));
         QVERIFY(!f().pb_play->isEnabled());
@@ -298,10 +288,7 @@ private slots:
                  true);
 
         // A video that cannot be read: a warning, and the events play as a plain recording.
-        QFile video(base + ".mp4");
-        QVERIFY(video.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        video.write(QByteArray(1000, 'x'));
-        video.close();
+        QVERIFY(qvtest::writeFile(base + ".mp4", QByteArray(1000, 'x')));
         w->openRecording(base + ".raw");
         QTRY_COMPARE(w->mode(), int(MainWidget::ModeRawPlayback));
         QTRY_VERIFY(proc()->isPlaying());

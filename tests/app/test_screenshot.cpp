@@ -1,6 +1,7 @@
-// Runs under a private X server (xvfb-run): shows the splash and the main window in English and
-// in Chinese as real windows, grabs them from the screen, checks what was drawn, and keeps the
-// pictures in $QV_SCREENSHOT_DIR for people to look at.
+// Runs under a private X server (xvfb-run): shows the splash, the main window (also with the DVS
+// panel open on a streaming camera) and the tool dialogs in English and in Chinese as real
+// windows, grabs them from the screen, checks what was drawn, and keeps the pictures in
+// $QV_SCREENSHOT_DIR for people to look at.
 
 #include "CamdProcess.h"
 #include "appsettings.h"
@@ -10,8 +11,11 @@
 #include "qvgeneralsetting.h"
 #include "qvrecordinginfoui.h"
 #include "mainwidget.h"
+#include "qvlineedit.h"
 #include "qvthreehandleslider.h"
 #include "quorvel/FusionSimulation.h"
+#include "settingbasewithlineedit.h"
+#include "settingitembox.h"
 #include "showimageform.h"
 #include "qvscreenshot.h"
 #include "qvtestenv.h"
@@ -22,9 +26,7 @@
 #include "quorvel/raw/RawFileWriter.h"
 
 #include <QAbstractButton>
-#include <QApplication>
 #include <QComboBox>
-#include <QDir>
 #include <QListWidget>
 #include <QMap>
 #include <QRegularExpression>
@@ -33,7 +35,6 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
-#include <QScreen>
 
 #include <cmath>
 
@@ -196,6 +197,44 @@ private slots:
         QCOMPARE(QColor(ranged.pixel(before)), QColor(208, 208, 208));
     }
 
+    // The DVS panel of a camera the window opened and streams, with two groups unfolded and the
+    // first bias row as while it is being edited (its slider shows).
+    void dvsPanelInBothLanguages() {
+        for (const QString lang : {"en", "zh"}) {
+            QVERIFY(loadLanguage(lang));
+            MainWidget w;
+            QVERIFY(qvtest::showLarge(w));
+            QVERIFY(w.openCameraBySerial(QStringLiteral("QVSIM-DVS-0001")));
+            w.form().pb_fold_dvs_setting->click();
+            SettingItemBox* biases = w.dvsPanel()->toolGroup(quorvel::TOOL_BIASES);
+            biases->setFolded(false);
+            w.dvsPanel()->toolGroup(quorvel::TOOL_ANTI_FLICKER)->setFolded(false);
+            auto* edited = biases->findChild<SettingBaseWithLineEdit*>();
+            emit edited->lineEdit()->signalMouseHoverd(true);
+            QTest::qWait(400);
+            const QImage img = grab(&w);
+            keep(img, "dvs-panel-" + lang + ".png");
+
+            // The panel's title in the brand colour, the unfolded groups' title bars light blue,
+            // the folded ones grey, the rows' names drawn, and the slider's handle in the brand colour.
+            QLabel* title = w.dvsPanel()->findChild<QLabel*>("lb_setting_ui");
+            QVERIFY(inkPixels(img, &w, title, qRgb(255, 255, 255)) > 40);
+            const auto barColour = [&](SettingItemBox* box) {
+                QWidget* bar = box->findChild<QWidget*>("widget_setting_box_title");
+                return QColor(img.pixel(bar->mapTo(&w, QPoint(bar->width() - 40, 4))));
+            };
+            QCOMPARE(barColour(biases), QColor("#E1E9ED"));
+            QCOMPARE(barColour(w.dvsPanel()->toolGroup(quorvel::TOOL_ROI)), QColor("#F4F5F7"));
+            QVERIFY(inkPixels(img, &w, biases, qRgb(255, 255, 255)) > 400);
+            QWidget* slider = edited->findChild<QWidget*>("horizontalSlider");
+            int brand = 0;
+            for (int x = 0; x < slider->width(); ++x)
+                brand += QColor(img.pixel(slider->mapTo(&w, QPoint(x, slider->height() / 2)))) == QColor("#004B6A");
+            QVERIFY2(brand > 8, qPrintable(QString::number(brand)));
+        }
+        loadLanguage("en");
+    }
+
     // The simulated DVS camera streaming live, as "QuorvelView --camera QVSIM-DVS-0001" shows it.
     void liveCameraView() {
         useEnglishAndGray();
@@ -261,14 +300,7 @@ private slots:
     void toolDialogsInBothLanguages() {
         quorvel::test::CamdProcess daemon(QV_CAMD_PATH, "127.0.0.77", 47177, {"--serial", "ETH-SHOT-01"});
         qputenv("QUORVEL_DISCOVERY_ADDRS", QByteArray::fromStdString(daemon.target()));
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [] {
-                for (const auto& d : quorvel::DvsCameraManager().getCameraDescs())
-                    if (d.serial == "ETH-SHOT-01")
-                        return true;
-                return false;
-            }(),
-            5000);
+        QVERIFY(quorvel::test::CamdProcess::listed("ETH-SHOT-01"));
         QTemporaryDir dir;
         const QString recording = dir.filePath("varying.raw");
         QVERIFY(writeVaryingRecording(recording));

@@ -1,11 +1,13 @@
-// The general settings and IP configuration dialogs, and the recording tools behind the Tools
-// menu (information with the event-rate plot, conversion to EVT 3.0), on files written with the
-// SDK's writer.
+// The dialogs on their own: the cut and export range dialogs, the general settings and IP
+// configuration dialogs, and the recording tools behind the Tools menu (information with the
+// event-rate plot, conversion to EVT 3.0), on files written with the SDK's writer.
 
 #include "appsettings.h"
 #include "qvcombobox.h"
 #include "qvconvertrecordingui.h"
+#include "qvcutrawfile.h"
 #include "qvethcameraconfigtool.h"
+#include "qvexportvideoui.h"
 #include "qvgeneralsetting.h"
 #include "qvrecordinginfoui.h"
 #include "qvrecordingtools.h"
@@ -14,7 +16,6 @@
 #include "quorvel/raw/RawFileWriter.h"
 
 #include <QDir>
-#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -41,8 +42,7 @@ QLineEdit* edit(QObject* root, const char* name) {
 }
 
 QByteArray configFile() {
-    QFile f(AppSettings::instance()->appConfigPath + QStringLiteral("/config.ini"));
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    return qvtest::readFile(AppSettings::instance()->appConfigPath + QStringLiteral("/config.ini"));
 }
 
 // A recording of `ratesPerSecond.size()` seconds, second i holding ratesPerSecond[i] evenly spaced
@@ -91,6 +91,36 @@ private:
 
 private slots:
     void initTestCase() { s = AppSettings::instance(); }
+
+    void rangeDialogsCollectWithoutValidating() {
+        QvCutRawFile cut;
+        QCOMPARE(text(&cut, "lb_title"), QStringLiteral("Cut Recording"));
+        QCOMPARE(edit(&cut, "le_file_name")->placeholderText(), QStringLiteral("xxx.raw"));
+        cut.setSavePath("/data/out");
+        cut.setFileName("part");
+        QCOMPARE(cut.getOutputPath(), QStringLiteral("/data/out/part")); // no extension added
+        edit(&cut, "le_start_time")->setText("12ab");
+        QCOMPARE(cut.getStartTime(), uint64_t(0));
+
+        // The step buttons move by a millisecond and never below zero.
+        cut.setEndTime(500);
+        click(&cut, "pb_end_time_plus");
+        QCOMPARE(cut.getEndTime(), uint64_t(1500));
+        click(&cut, "pb_end_time_sub");
+        click(&cut, "pb_end_time_sub");
+        QCOMPARE(cut.getEndTime(), uint64_t(0));
+
+        QvExportVideoUI video;
+        QCOMPARE(text(&video, "lb_title"), QStringLiteral("Export a video"));
+        QCOMPARE(video.findChild<QPushButton*>("pb_save")->text(), QStringLiteral("Export"));
+        QCOMPARE(edit(&video, "le_file_name")->placeholderText(), QStringLiteral("xxx.mp4"));
+        // Save accepts, Cancel and the close button reject.
+        for (const char* button : {"pb_save", "pb_cancel", "pb_win_close"}) {
+            QvExportVideoUI d;
+            QTimer::singleShot(0, &d, [&d, button] { click(&d, button); });
+            QCOMPARE(d.exec(), QByteArray(button) == "pb_save" ? int(QDialog::Accepted) : int(QDialog::Rejected));
+        }
+    }
 
     void generalSettingLoadsTheStoredValues() {
         s->outputRawFilePath = dir.filePath("rec");
@@ -254,10 +284,8 @@ private slots:
                  qPrintable(QStringLiteral("%1 %2").arg(low).arg(high)));
 
         // A file that is not a recording says so and shows nothing.
-        QFile junk(dir.filePath("junk.raw"));
-        QVERIFY(junk.open(QIODevice::WriteOnly) && junk.write("not a recording") > 0);
-        junk.close();
-        d.setRecording(junk.fileName());
+        QVERIFY(qvtest::writeFile(dir.filePath("junk.raw"), "not a recording"));
+        d.setRecording(dir.filePath("junk.raw"));
         QTRY_COMPARE(read.count(), 2);
         QVERIFY(!read.last().at(1).toString().isEmpty());
         QVERIFY(text(&d, "lb_status").startsWith("Cannot read this recording: "));
@@ -301,7 +329,7 @@ private slots:
         d.setInput(in);
         QCOMPARE(d.outputPath(), dir.filePath("evt2_evt3.raw"));
         edit(&d, "le_output")->setText(out);
-        const QByteArray written = [&] { QFile f(out); f.open(QIODevice::ReadOnly); return f.readAll(); }();
+        const QByteArray written = qvtest::readFile(out);
         click(&d, "pb_convert");
         QVERIFY(!d.isConverting());
         QCOMPARE(d.lastError(), QStringLiteral("A file of this name already exists."));
@@ -339,7 +367,7 @@ private slots:
         QCOMPARE(d.lastError(), QStringLiteral("Cancelled; no file was written."));
         QVERIFY(d.result() != QDialog::Accepted);
         QCOMPARE(QDir(dir.path()).entryList({"big_evt3*"}), QStringList());
-        QCOMPARE([&] { QFile f(out); f.open(QIODevice::ReadOnly); return f.readAll(); }(), written);
+        QCOMPARE(qvtest::readFile(out), written);
     }
 };
 

@@ -5,10 +5,10 @@
 
 #include "appsettings.h"
 #include "qvfusioncameradataprocessor.h"
+#include "qvtestenv.h"
 
 #include "quorvel/FusionRecordingWriter.h"
 
-#include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest/QtTest>
@@ -178,10 +178,7 @@ private slots:
         load(plain + QStringLiteral(".raw"));
         QCOMPARE(proc->calibration().affine[2], 8.0 + kW);
         // A malformed one says so and plays with the one in force as well.
-        QFile bad(plain + QStringLiteral(".json"));
-        QVERIFY(bad.open(QIODevice::WriteOnly));
-        bad.write("{\"affine_matrix\": [[1, 0]]");
-        bad.close();
+        QVERIFY(qvtest::writeFile(plain + QStringLiteral(".json"), "{\"affine_matrix\": [[1, 0]]"));
         QSignalSpy tips(proc.get(), &QvFusionCameraDataProcessor::signalShowLeftBottomTips);
         load(plain + QStringLiteral(".raw"));
         QCOMPARE(tips.count(), 1);
@@ -200,10 +197,7 @@ private slots:
         QVERIFY(!proc->hasFile());
         // A video that is not one: the reason reaches the window, which plays the events alone.
         QFile::copy(base + QStringLiteral(".raw"), dir.filePath(QStringLiteral("broken.raw")));
-        QFile video(dir.filePath(QStringLiteral("broken.mp4")));
-        QVERIFY(video.open(QIODevice::WriteOnly));
-        video.write(QByteArray(4096, 'x'));
-        video.close();
+        QVERIFY(qvtest::writeFile(dir.filePath(QStringLiteral("broken.mp4")), QByteArray(4096, 'x')));
         load(dir.filePath(QStringLiteral("broken.raw")));
         QCOMPARE(failed.count(), 2);
         QVERIFY(!failed.last().at(1).toString().isEmpty());

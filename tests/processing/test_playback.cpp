@@ -1,9 +1,10 @@
 #include "appsettings.h"
 #include "qveventprocessor.h"
 
+#include "ReadBack.h"
+#include "qvtestenv.h"
 #include "testrecording.h"
 
-#include "quorvel/DvsFileReader.h"
 #include "quorvel/raw/RawFileWriter.h"
 
 #include <QTemporaryDir>
@@ -140,10 +141,7 @@ private slots:
 
     void unreadableFilesAreRefusedWithAReason() {
         const QString bogus = dir.path() + "/bogus.raw";
-        QFile f(bogus);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("this is not an event recording\n");
-        f.close();
+        QVERIFY(qvtest::writeFile(bogus, "this is not an event recording\n"));
         proc->loadFile(bogus);
         QVERIFY(!proc->hasFile());
         QTRY_VERIFY(obs->lastTip.contains("bogus.raw"));
@@ -228,13 +226,10 @@ private slots:
         QCOMPARE(tips[0].first, QStringLiteral("Export raw file success!"));
         QCOMPARE(tips[1].first, QStringLiteral("Export video success!")); // established behaviour
         QCOMPARE(tips[0].second, dir.path());
-        auto cut = quorvel::DvsFileReader::createFileReader(out.toStdString());
-        QVERIFY(cut);
-        auto events = cut->getEventsInRange(0, ~0ull >> 1);
-        QVERIFY(events);
-        QCOMPARE(events->size(), size_t(51)); // 200000 .. 250000 inclusive, one per ms
-        QCOMPARE(events->front(), qvtest::TestRecording::event(190));
-        QCOMPARE(events->back(), qvtest::TestRecording::event(240));
+        const auto events = quorvel::test::readBack(out.toStdString()).events;
+        QCOMPARE(events.size(), size_t(51)); // 200000 .. 250000 inclusive, one per ms
+        QCOMPARE(events.front(), qvtest::TestRecording::event(190));
+        QCOMPARE(events.back(), qvtest::TestRecording::event(240));
 
         // A cut that cannot be written shows nothing at all and leaves nothing behind.
         tips.clear();

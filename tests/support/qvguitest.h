@@ -1,11 +1,15 @@
 #pragma once
-// Helpers for tests that drive the real main window: the toasts it shows.
+// Helpers for tests that drive the real main window: the toasts it shows, its menus' items and
+// the rows of its settings panels.
 
 #include "qvfilepathreminderform.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QLabel>
+#include <QLineEdit>
 #include <QList>
+#include <QMenu>
 
 namespace qvtest {
 
@@ -34,6 +38,31 @@ inline QStringList toastTexts() {
 inline void closeToasts() {
     for (QvFilePathReminderForm* t : toasts())
         delete t;
+}
+
+/// The item of `menu` shown as `text`, or null.
+inline QAction* actionNamed(QMenu* menu, const QString& text) {
+    for (QAction* a : menu->actions())
+        if (a->text() == text)
+            return a;
+    return nullptr;
+}
+
+/// The setting row of type `Row` in `group` whose name reads `label`, or null.
+template <typename Row>
+Row* settingRow(QWidget* group, const QString& label) {
+    for (Row* row : group->findChildren<Row*>())
+        for (QLabel* name : row->template findChildren<QLabel*>())
+            if (name->text() == label)
+                return row;
+    return nullptr;
+}
+
+/// Types `text` into a numeric setting row and leaves the field, as a user does.
+template <typename Row>
+void typeInto(Row* row, const QString& text) {
+    row->lineEdit()->setText(text);
+    emit row->lineEdit()->editingFinished();
 }
 
 } // namespace qvtest

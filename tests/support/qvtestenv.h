@@ -1,10 +1,11 @@
 #pragma once
 // Test start-up for the Qt tests: every test process gets a fresh HOME of its own (with empty
 // Documents, data and config folders) before Qt reads any path, so settings tests never touch the
-// user's real files and never see another test's leftovers.
+// user's real files and never see another test's leftovers. Also whole-file reads and writes.
 
 #include <QByteArray>
 #include <QDir>
+#include <QFile>
 #include <QString>
 #include <QTemporaryDir>
 #include <QtTest/QtTest>
@@ -34,6 +35,18 @@ inline void isolateHome() {
 
 inline QString documentsPath() {
     return testHome() + QStringLiteral("/Documents");
+}
+
+/// The whole file, or nothing when it cannot be read.
+inline QByteArray readFile(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+/// Replaces the file's contents; false when it cannot be written.
+inline bool writeFile(const QString& path, const QByteArray& bytes) {
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
 }
 
 } // namespace qvtest

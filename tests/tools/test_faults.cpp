@@ -3,20 +3,17 @@
 // connections to a camera daemon, a daemon or a recorder paused by the system. Everything runs as
 // separate processes, the way it happens for real.
 
-#include "quorvel/DvsFileReader.h"
-
+#include "CamdProcess.h"
+#include "ReadBack.h"
 #include "SyntheticStream.h"
 
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -33,50 +30,10 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-/// A child process with its output in files; killed (if still running) when the object goes.
-class Proc {
-public:
-    Proc(const test::TempDir& dir, std::vector<std::string> args, const std::string& name = "proc") {
-        m_out = dir.file(name + ".out");
-        m_err = dir.file(name + ".err");
-        m_pid = ::fork();
-        if (m_pid == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            ::setenv("XDG_CACHE_HOME", dir.file("cache").c_str(), 1);
-            ::dup2(::open(m_out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
-            ::dup2(::open(m_err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
-            std::vector<char*> argv;
-            for (auto& a : args)
-                argv.push_back(a.data());
-            argv.push_back(nullptr);
-            ::execvp(argv[0], argv.data());
-            ::_exit(127);
-        }
-    }
-    ~Proc() {
-        if (m_pid > 0) {
-            ::kill(m_pid, SIGKILL);
-            ::waitpid(m_pid, nullptr, 0);
-        }
-    }
-    void signal(int sig) const { ::kill(m_pid, sig); }
-    /// Exit code, 128 + signal when a signal ended it, -1 when it was still running after `limit`.
-    int wait(std::chrono::milliseconds limit = 20s) {
-        for (const auto end = Clock::now() + limit; Clock::now() < end; std::this_thread::sleep_for(5ms)) {
-            int status = 0;
-            if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
-                m_pid = -1;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-            }
-        }
-        return -1;
-    }
-    std::string out() const { return test::readFileBytes(m_out); }
-    std::string err() const { return test::readFileBytes(m_err); }
-
-private:
-    pid_t m_pid = -1;
-    std::string m_out, m_err;
+/// A child process with its output in `dir` and `dir`/cache as its cache folder.
+struct Proc : test::ChildProcess {
+    Proc(const test::TempDir& dir, std::vector<std::string> args, const std::string& name = "proc")
+        : ChildProcess(std::move(args), dir.file(name), {"XDG_CACHE_HOME=" + dir.file("cache")}) {}
 };
 
 std::vector<std::string> cli(std::initializer_list<std::string> args) {
@@ -86,9 +43,10 @@ std::vector<std::string> cli(std::initializer_list<std::string> args) {
 }
 
 /// A camera daemon on a loopback address, serving one stress camera.
-std::unique_ptr<Proc> daemon(const test::TempDir& dir, const std::string& ip, const std::string& serial, const char* rate) {
-    auto d = std::make_unique<Proc>(dir, std::vector<std::string>{QV_CAMD_PATH, "--bind", ip, "--serial", serial, "--stress", rate},
-                                    "camd-" + serial);
+std::unique_ptr<test::CamdProcess> daemon(const test::TempDir& dir, const std::string& ip, const std::string& serial,
+                                          const char* rate) {
+    auto d = std::make_unique<test::CamdProcess>(QV_CAMD_PATH, ip, 47000, std::vector<std::string>{"--serial", serial, "--stress", rate},
+                                                 dir.file("camd-" + serial));
     ::setenv("QUORVEL_DISCOVERY_ADDRS", ip.c_str(), 1);
     ::setenv("QUORVEL_VIRTUAL_CAMERAS", "0", 1);
     std::this_thread::sleep_for(200ms); // bound and listening
@@ -105,32 +63,6 @@ bool waitUntil(const std::function<bool()>& f, std::chrono::milliseconds limit =
         if (f())
             return true;
     return false;
-}
-
-struct Decoded {
-    bool opened = false;
-    uint64_t events = 0, firstUs = 0, lastUs = 0;
-    std::string error;
-};
-
-Decoded decode(const std::string& path) {
-    Decoded d;
-    DvsFileReader::Options o;
-    o.persistIndex = false;
-    auto r = DvsFileReader::createFileReader(path, o);
-    if (!r) {
-        d.error = DvsFileReader::lastCreateError();
-        return d;
-    }
-    d.opened = true;
-    if (!r->getStartTimestamp(d.firstUs))
-        return d;
-    auto ev = r->getEventsInRange(d.firstUs, UINT64_MAX / 2);
-    if (ev && !ev->empty()) {
-        d.events = ev->size();
-        d.lastUs = ev->back().timestamp;
-    }
-    return d;
 }
 
 uint64_t number(const std::string& text, const std::string& pattern) {
@@ -161,10 +93,10 @@ TEST(Faults, SignalsEndARecordingCompleteAndLeaveNoTemporaryFiles) {
         const uint64_t wrote = number(rec.out(), "wrote (\\d+) events");
         ASSERT_NE(wrote, UINT64_MAX) << rec.out();
         EXPECT_NE(rec.out().find("lost: "), std::string::npos) << rec.out();
-        const Decoded d = decode(out);
+        const test::ReadBack d = test::readBack(out);
         ASSERT_TRUE(d.opened) << d.error;
-        EXPECT_EQ(d.events, wrote);
-        EXPECT_GT(d.lastUs - d.firstUs, 500000u);
+        EXPECT_EQ(d.events.size(), wrote);
+        EXPECT_GT(d.spanUs(), 500000u);
     }
 
     // Commands writing under a temporary name remove it when a signal ends them.
@@ -213,10 +145,10 @@ TEST(Faults, AKilledRecorderLeavesAFileReadableToHalfASecondBeforeTheKill) {
     ASSERT_EQ(rec.wait(), 128 + SIGKILL);
     // Whole words only, so any reader opens it; and it reaches to within half a second of the
     // kill (the simulated sensor's clock runs with the wall clock).
-    const Decoded d = decode(out);
+    const test::ReadBack d = test::readBack(out);
     ASSERT_TRUE(d.opened) << d.error;
-    ASSERT_GT(d.events, 0u);
-    EXPECT_GT(static_cast<double>(d.lastUs - d.firstUs), recordedUs - 500000) << "recorded for " << recordedUs << " us";
+    ASSERT_FALSE(d.events.empty());
+    EXPECT_GT(static_cast<double>(d.spanUs()), recordedUs - 500000) << "recorded for " << recordedUs << " us";
 }
 
 TEST(Faults, AFullDiskEndsTheRecordingWithItsReasonAndLeavesNoEmptyFile) {
@@ -246,9 +178,9 @@ TEST(Faults, AFullDiskEndsTheRecordingWithItsReasonAndLeavesNoEmptyFile) {
     EXPECT_NE(partly.find("rc=1"), std::string::npos) << partly;
     EXPECT_TRUE(partly.find("No space left on device") != std::string::npos ||
                 partly.find("File too large") != std::string::npos) << partly;
-    const Decoded d = decode(dir.file("partly.raw"));
+    const test::ReadBack d = test::readBack(dir.file("partly.raw"));
     ASSERT_TRUE(d.opened) << d.error;
-    EXPECT_GT(d.events, 10000u);
+    EXPECT_GT(d.events.size(), 10000u);
 
     const std::string none = run("none.raw", true);
     EXPECT_NE(none.find("rc=1"), std::string::npos) << none;
@@ -346,7 +278,7 @@ TEST(Faults, DrippingAndIdleConnectionsNeitherHoldTheDaemonNorStarveARecording) 
         EXPECT_TRUE(fd < 0 || closedByPeer(fd)) << "an idle connection kept its slot";
         ::close(fd);
     }
-    EXPECT_GT(decode(dir.file("net.raw")).events, 5000000u);
+    EXPECT_GT(test::readBack(dir.file("net.raw")).events.size(), 5000000u);
 
     // A burst of new connections fills every slot before any can be judged: the next one is told.
     // (The daemon is held while they connect, so it takes them in one go however loaded we are.)
@@ -367,12 +299,12 @@ TEST(Faults, APausedDaemonsLossIsReportedAndAPausedRecorderIsToldWhy) {
     test::TempDir dir;
     auto camd = daemon(dir, "127.0.0.82", "FAULT-2", "5000000");
     // Records 3 s and pauses `paused` (null: the recorder itself) half a second in.
-    const auto recordWhile = [&](const std::string& name, std::vector<std::string> extra, Proc* paused,
+    const auto recordWhile = [&](const std::string& name, std::vector<std::string> extra, test::ChildProcess* paused,
                                  std::chrono::milliseconds pause, int& code) {
         auto args = cli({"record", "FAULT-2", dir.file(name), "--seconds", "3"});
         args.insert(args.end(), extra.begin(), extra.end());
         auto rec = std::make_unique<Proc>(dir, args, name);
-        Proc& target = paused ? *paused : *rec;
+        test::ChildProcess& target = paused ? *paused : *rec;
         EXPECT_TRUE(waitUntil([&] { return fileSize(dir.file(name)) > 0; }));
         std::this_thread::sleep_for(500ms);
         target.signal(SIGSTOP);
@@ -393,14 +325,13 @@ TEST(Faults, APausedDaemonsLossIsReportedAndAPausedRecorderIsToldWhy) {
     ASSERT_NE(gapFrom, UINT64_MAX) << out;
     EXPECT_GT(gapTo - gapFrom, 250000u) << out;
     // The file really has that hole, and nothing else missing.
-    const Decoded d = decode(dir.file("stall.raw"));
-    EXPECT_EQ(d.events, number(out, "wrote (\\d+) events"));
+    EXPECT_EQ(test::readBack(dir.file("stall.raw")).events.size(), number(out, "wrote (\\d+) events"));
 
     // Stalled longer than the link allows: the recording ends and says why.
     std::tie(out, err) = recordWhile("gone.raw", {}, camd.get(), 1500ms, code);
     EXPECT_EQ(code, 1);
     EXPECT_NE(err.find("no heartbeat for 800 ms"), std::string::npos) << err;
-    EXPECT_TRUE(decode(dir.file("gone.raw")).opened);
+    EXPECT_TRUE(test::readBack(dir.file("gone.raw")).opened);
 
     // The recorder itself paused longer than the daemon waits for it: it learns why it was let go.
     std::this_thread::sleep_for(500ms); // the daemon notices the last host went

@@ -109,23 +109,16 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!open && !closed, 3000);
     }
 
-    void messageBoxShowsItsTexts() {
-        QVMessageBox box("Really?", "Tips", "Restart", "Later");
-        QCOMPARE(child<QLabel>(&box, "lb_title")->text(), QStringLiteral("Tips"));
-        QCOMPARE(child<QLabel>(&box, "lb_show_message")->text(), QStringLiteral("Really?"));
-        QCOMPARE(child<QPushButton>(&box, "pb_open")->text(), QStringLiteral("Restart"));
-        QCOMPARE(child<QPushButton>(&box, "pb_close")->text(), QStringLiteral("Later"));
-    }
-
-    void messageBoxButtonsAcceptAndReject() {
-        const auto run = [](const char* button) -> int {
+    void messageBoxShowsItsTextsAndItsButtonsAcceptOrReject() {
+        for (const char* button : {"pb_open", "pb_close", "pb_win_close"}) {
             QVMessageBox box("Really?", "Tips", "Restart", "Later");
+            QCOMPARE(child<QLabel>(&box, "lb_title")->text(), QStringLiteral("Tips"));
+            QCOMPARE(child<QLabel>(&box, "lb_show_message")->text(), QStringLiteral("Really?"));
+            QCOMPARE(child<QPushButton>(&box, "pb_open")->text(), QStringLiteral("Restart"));
+            QCOMPARE(child<QPushButton>(&box, "pb_close")->text(), QStringLiteral("Later"));
             QTimer::singleShot(0, &box, [&box, button] { child<QPushButton>(&box, button)->click(); });
-            return box.exec();
-        };
-        QCOMPARE(run("pb_open"), int(QDialog::Accepted));
-        QCOMPARE(run("pb_close"), int(QDialog::Rejected));
-        QCOMPARE(run("pb_win_close"), int(QDialog::Rejected));
+            QCOMPARE(box.exec(), QByteArray(button) == "pb_open" ? int(QDialog::Accepted) : int(QDialog::Rejected));
+        }
     }
 
     void titleBarDragsTheWindowButItsButtonsDoNot() {
