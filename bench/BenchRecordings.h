@@ -8,7 +8,7 @@
 
 #include "quorvel/raw/RawFile.h"
 
-#include "SensorWords.h"
+#include "BenchWords.h"
 #include "SyntheticStream.h"
 
 #include <cstdio>

@@ -12,7 +12,7 @@
 #include "quorvel/raw/EventEncoder.h"
 #include "quorvel/raw/RawFile.h"
 
-#include "SensorWords.h"
+#include "BenchWords.h"
 #include "SyntheticStream.h"
 
 #include <benchmark/benchmark.h>
