@@ -225,7 +225,8 @@ TEST(Faults, DrippingAndIdleConnectionsNeitherHoldTheDaemonNorStarveARecording) 
     test::TempDir dir;
     auto camd = daemon(dir, "127.0.0.81", "FAULT-1", "5000000");
     // 40 connections that send one byte a second, more than the daemon has slots; each is
-    // replaced as soon as the daemon drops it. The oldest one still open is watched.
+    // replaced as soon as the daemon drops it, so the recorder may find every slot brand new and
+    // must ask again. The oldest one still open is watched.
     std::atomic<bool> stop{false};
     std::atomic<int> dropped{0};
     std::atomic<int64_t> oldestMs{0};

@@ -548,7 +548,7 @@ void CameraDaemon::Impl::onAccept() {
             for (auto& c : conns)
                 live += !c->dead;
             const std::string why = "camera busy: " + std::to_string(live) + " connections";
-            const auto bytes = encodeControl({{"op", "reply"}, {"ok", false}, {"error", why}});
+            const auto bytes = encodeControl({{"op", "reply"}, {"ok", false}, {"busy", true}, {"error", why}});
             ::send(s.fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
             logLine(LOG_WARNING, "refused " + addressText(from) + ": " + why);
             continue; // closes it

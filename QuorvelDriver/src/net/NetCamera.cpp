@@ -134,6 +134,8 @@ private:
         return sendAll(m_ctrl.fd(), bytes.data(), bytes.size(), 1000, error);
     }
     bool readFrameBlocking(Socket& s, ControlReader& reader, Json& msg, std::string& error, bool exact);
+    bool connectAndAsk(const Endpoint& ep, Socket& s, ControlReader& reader, const Json& msg, Json& reply, bool exact,
+                       std::string& error);
 
     std::string m_serial;
     Socket m_ctrl, m_stream;
@@ -235,14 +237,37 @@ bool NetLink::readFrameBlocking(Socket& s, ControlReader& reader, Json& msg, std
     return true;
 }
 
+// A daemon whose connection slots are all held by connections too new to push out says so and
+// closes. That passes within moments (it drops connections that ask nothing), so the request is
+// made again on a new connection for a while before the caller is told.
+bool NetLink::connectAndAsk(const Endpoint& ep, Socket& s, ControlReader& reader, const Json& msg, Json& reply,
+                            bool exact, std::string& error) {
+    constexpr auto kBusyPatience = std::chrono::seconds(3);
+    const auto giveUp = Clock::now() + kBusyPatience;
+    const auto bytes = encodeControl(msg);
+    for (int attempt = 1;; ++attempt) {
+        s = tcpConnect(ep.desc.ip, ep.port, 2000, error);
+        if (!s.valid())
+            return false;
+        if (exact) {
+            // The stream connection takes packets at the full event rate.
+            int bufSize = 8 << 20;
+            ::setsockopt(s.fd(), SOL_SOCKET, SO_RCVBUF, &bufSize, sizeof bufSize);
+        }
+        reader = ControlReader();
+        if (!sendAll(s.fd(), bytes.data(), bytes.size(), 1000, error) || !readFrameBlocking(s, reader, reply, error, exact))
+            return false;
+        if (!jsonValueOr<bool>(reply, "busy", false) || Clock::now() >= giveUp)
+            return true;
+        s = Socket();
+        std::this_thread::sleep_for(std::chrono::milliseconds(std::min(50 * attempt, 250)));
+    }
+}
+
 bool NetLink::open(const Endpoint& ep, std::string& error) {
     m_serial = ep.desc.serial;
-    m_ctrl = tcpConnect(ep.desc.ip, ep.port, 2000, error);
-    if (!m_ctrl.valid())
-        return false;
     Json reply;
-    const Json openMsg = {{"op", "open"}, {"id", 0}, {"serial", ep.desc.serial}};
-    if (!sendFrame(openMsg, error) || !readFrameBlocking(m_ctrl, m_reader, reply, error, false))
+    if (!connectAndAsk(ep, m_ctrl, m_reader, {{"op", "open"}, {"id", 0}, {"serial", ep.desc.serial}}, reply, false, error))
         return false;
     if (!jsonValueOr<bool>(reply, "ok", false)) {
         error = "camera " + m_serial + " refused to open: " + jsonValueOr<std::string>(reply, "error", "no reason given");
@@ -257,15 +282,8 @@ bool NetLink::open(const Endpoint& ep, std::string& error) {
     for (WireTool& w : wire)
         m_tools.push_back(std::make_shared<RemoteTool>(std::move(w), weak_from_this()));
 
-    m_stream = tcpConnect(ep.desc.ip, ep.port, 2000, error);
-    if (!m_stream.valid())
-        return false;
-    int bufSize = 8 << 20;
-    ::setsockopt(m_stream.fd(), SOL_SOCKET, SO_RCVBUF, &bufSize, sizeof bufSize);
-    const auto attach = encodeControl({{"op", "attach"}, {"id", 0}, {"token", token}});
     ControlReader streamReader;
-    if (!sendAll(m_stream.fd(), attach.data(), attach.size(), 1000, error) ||
-        !readFrameBlocking(m_stream, streamReader, reply, error, true))
+    if (!connectAndAsk(ep, m_stream, streamReader, {{"op", "attach"}, {"id", 0}, {"token", token}}, reply, true, error))
         return false;
     if (!jsonValueOr<bool>(reply, "ok", false)) {
         error = "camera " + m_serial + " refused the stream: " + jsonValueOr<std::string>(reply, "error", "");
