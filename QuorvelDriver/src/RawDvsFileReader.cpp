@@ -9,6 +9,7 @@
 
 #include "quorvel/DvsFileReader.h"
 
+#include "RawEventStream.h"
 #include "quorvel/Logger.h"
 #include "quorvel/QvObjectPool.h"
 #include "quorvel/TimeUtils.h"
@@ -217,30 +218,23 @@ public:
     bool streamEventsInRange(uint64_t start, uint64_t end, const EventBatchSink& sink) override {
         if (end <= start)
             return true;
-        // A cursor and batch of its own: the player's window, cursor and position are not touched,
-        // and a batch small enough to stay in the cache is consumed while it is still there.
-        RawStreamCursor cur(m_file, kStreamChunk);
-        const RawIndexEntry entry = entryFor(start);
-        cur.seek(entry.offset, entry.state);
+        // A batch small enough to stay in the cache is consumed while it is still there.
+        RawEventStream stream(m_file, entryFor(start), start, end, kStreamChunk);
         std::vector<Event2D> batch(m_file->eventBatchFor(kStreamBatch));
-        std::vector<EventTriggerIn> triggers;
-        while (!cur.atEnd()) {
-            const size_t n = cur.next(batch.data(), batch.size(), triggers);
-            triggers.clear();
-            const Event2D* b = batch.data();
-            const Event2D* e = b + n;
-            const Event2D* from = std::lower_bound(b, e, start, lessTs);
-            const Event2D* to = std::lower_bound(from, e, end, lessTs);
-            if (from != to && !sink(from, to))
+        while (!stream.atEnd()) {
+            const size_t n = stream.read(batch.data(), batch.size());
+            if (n && !sink(batch.data(), batch.data() + n))
                 return true;
-            if (cur.state().floor >= end)
-                break; // no later event can fall inside the range
         }
-        if (cur.readFailed()) {
-            setError(cur.errorText());
+        if (stream.failed()) {
+            setError(stream.lastError());
             return false;
         }
         return true;
+    }
+
+    std::unique_ptr<DvsEventStream> openEventStream(uint64_t start, uint64_t end) override {
+        return std::make_unique<RawEventStream>(m_file, entryFor(start), start, end, kStreamChunk);
     }
 
     bool exportVideoRange(uint64_t start, uint64_t end, std::string path) override {
