@@ -237,6 +237,23 @@ public:
         return std::make_unique<RawEventStream>(m_file, entryFor(start), start, end, kStreamChunk);
     }
 
+    uint64_t maxEventsInRange(uint64_t start, uint64_t end) override {
+        if (end <= start)
+            return 0;
+        std::lock_guard lock(m_indexMutex);
+        const RawIndexEntry& from = RawIndex::entryFor(m_entries, start);
+        // Decoded times never go down, so after the first entry whose last event time is at or
+        // past the end no event of the range can come.
+        const auto past = std::partition_point(m_entries.begin(), m_entries.end(),
+                                               [&](const RawIndexEntry& e) { return e.state.floor < end; });
+        if (past != m_entries.end() && past->offset > from.offset)
+            return past->eventsBefore - from.eventsBefore;
+        if (m_indexComplete)
+            return m_totals.stats.events - from.eventsBefore;
+        const uint64_t wordSize = m_file->header().wordSize();
+        return (m_file->payloadEnd() - std::min(from.offset, m_file->payloadEnd())) / wordSize * m_maxEventsPerWord;
+    }
+
     bool exportVideoRange(uint64_t start, uint64_t end, std::string path) override {
         return exportVideoRange(start, end, std::move(path), VideoExportOptions{});
     }
@@ -521,6 +538,7 @@ private:
     // Foreground reading.
     RawStreamCursor m_cur;
     const size_t m_decodeBatch = m_file->eventBatchFor(kDecodeBatch);
+    const uint64_t m_maxEventsPerWord = m_cur.decoder().maxEventsPerWord();
     EventStore m_buf;
     std::unique_ptr<QvObjectPool<std::vector<Event2D>>> m_results =
         std::make_unique<QvObjectPool<std::vector<Event2D>>>(2, [] { return std::make_unique<std::vector<Event2D>>(); });

@@ -147,8 +147,14 @@ TEST_F(FileReaderTest, EventStreamsGiveTheRangeInAnyRequestSize) {
             got.insert(got.end(), buf.begin(), buf.begin() + static_cast<std::ptrdiff_t>(n));
         }
         EXPECT_FALSE(stream->failed());
-        ASSERT_EQ(got, expectedRange(rec.events, s, e));
+        const auto expected = expectedRange(rec.events, s, e);
+        ASSERT_EQ(got, expected);
+        EXPECT_GE(r->maxEventsInRange(s, e), expected.size());
     }
+    EXPECT_EQ(r->maxEventsInRange(0, UINT64_MAX), rec.events.size()) << "exact for the whole recording";
+    DvsFileReader::Options noIndex = o;
+    noIndex.backgroundIndex = false;
+    EXPECT_GE(DvsFileReader::createFileReader(path, noIndex)->maxEventsInRange(0, UINT64_MAX), rec.events.size());
     auto whole = r->openEventStream(0, UINT64_MAX);
     r.reset();
     std::vector<Event2D> all(rec.events.size() + 10);

@@ -98,6 +98,10 @@ public:
     /// A stream of the events of [startUs, endUs), starting at the index entry before startUs
     /// (the index as far as it is built now). Never null.
     virtual std::unique_ptr<DvsEventStream> openEventStream(uint64_t startUs, uint64_t endUs) = 0;
+    /// At most this many events lie in [startUs, endUs), for sizing buffers: from the index where
+    /// it is built (then at most one index step of payload more than the range holds; exact for
+    /// the whole recording once the index is complete), from what the payload can hold beyond it.
+    virtual uint64_t maxEventsInRange(uint64_t startUs, uint64_t endUs) = 0;
     /// Renders [startUs, endUs] into an H.264 .mp4 at 30 fps in the "Gray" colours (VideoExporter).
     virtual bool exportVideoRange(uint64_t startUs, uint64_t endUs, std::string path) = 0;
     /// The same with the caller's colours, frame rate, progress and cancellation.
