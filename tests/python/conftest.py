@@ -1,8 +1,10 @@
 """Shared fixtures of the quorvel module tests: a private cache folder, the CLI to compare with,
 the shared third-party samples, and recordings written by the module itself."""
 
+import atexit
 import json
 import os
+import shutil
 import subprocess
 import tempfile
 
@@ -11,6 +13,7 @@ import pytest
 
 # Seek indexes go to a cache folder of the tests' own, never the user's.
 os.environ["XDG_CACHE_HOME"] = tempfile.mkdtemp(prefix="quorvel-pytest-cache-")
+atexit.register(shutil.rmtree, os.environ["XDG_CACHE_HOME"], True)
 
 import quorvel  # noqa: E402  (after the cache folder is set)
 
