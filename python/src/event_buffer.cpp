@@ -99,15 +99,23 @@ Prefaulter::Prefaulter(char* begin, char* end, const std::atomic<size_t>& writte
 
 void Prefaulter::run(char* begin, char* end, const std::atomic<size_t>& written, PageMode mode, size_t aheadBytes) {
     constexpr size_t kPiece = 32u << 20;
+    // The kind not in use is tried again every this many pieces: which memory the kernel hands out
+    // changes as an array grows (memory freed a moment ago first, then memory back from the host).
+    constexpr int kRetryPieces = 32;
     // Last cost of a piece of each kind, in ms (negative: not tried yet); [0] huge, [1] small.
     double cost[2] = {mode == PageMode::Small ? 1e300 : -1, mode == PageMode::Huge ? 1e300 : -1};
+    int sinceOther = 0;
     char* pos = begin;
     while (pos < end && !m_stop.load(std::memory_order_relaxed)) {
         if (static_cast<size_t>(pos - begin) >= written.load(std::memory_order_relaxed) + aheadBytes) {
             std::this_thread::sleep_for(std::chrono::microseconds(200));
             continue;
         }
-        const int kind = cost[0] < 0 ? 0 : cost[1] < 0 ? 1 : cost[0] <= cost[1] ? 0 : 1;
+        int kind = cost[0] < 0 ? 0 : cost[1] < 0 ? 1 : cost[0] <= cost[1] ? 0 : 1;
+        if (mode == PageMode::Auto && ++sinceOther > kRetryPieces) {
+            kind = 1 - kind;
+            sinceOther = 0;
+        }
         const size_t n = std::min<size_t>(kPiece, static_cast<size_t>(end - pos));
         ::madvise(pos, n, kind == 0 ? MADV_HUGEPAGE : MADV_NOHUGEPAGE);
         bool ok = false;

@@ -10,8 +10,9 @@
 // guest freed a moment ago, a huge page is far cheaper than 512 small ones; but a virtual machine
 // that hands free memory back to its host (free page reporting) faults every fresh huge page in
 // from the host piece by piece, several times slower than small pages taken from memory the guest
-// still holds. Both kinds are tried on the first pieces and the cheaper one is kept until its
-// cost rises above the other's. QUORVEL_HUGE_PAGES=1 or =0 forces one kind.
+// still holds. Both kinds are tried on the first pieces; the cheaper one is kept until its cost
+// rises above the other's, and the other is tried again every 1 GiB. QUORVEL_HUGE_PAGES=1 or =0
+// forces one kind.
 //
 // Thread rules: an EventBuffer is used by one thread at a time (the NumPy arrays over it only
 // read or write its memory); a Prefaulter owns its thread and joins it when destroyed.
