@@ -156,7 +156,13 @@ public:
         const uint64_t start = startUs.value_or(0), end = endUs.value_or(std::numeric_limits<uint64_t>::max());
         if (end < start)
             raise(PyExc_ValueError, "end_us is before start_us");
-        return makeChunks(reader(), start, end, startUs.has_value(), nEvents.value_or(0), durationUs.value_or(0));
+        auto r = reader();
+        if (startUs) {
+            // Seeking goes through the index (built in the background since opening).
+            py::gil_scoped_release nogil;
+            r->waitForIndex();
+        }
+        return makeChunks(std::move(r), start, end, startUs.has_value(), nEvents.value_or(0), durationUs.value_or(0));
     }
 
 private:

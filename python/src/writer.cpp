@@ -99,6 +99,16 @@ std::vector<Column> columns(py::handle obj, const char* what, const std::vector<
             else if (i < required)
                 raise(PyExc_ValueError, std::string(what) + " need a field '" + names[i] + "'");
         }
+    } else if (py::isinstance<py::array>(obj)) {
+        // A plain (n, k) array: one column per field, in order (what `quorvel dump` prints).
+        auto a = py::reinterpret_borrow<py::array>(obj);
+        if (a.ndim() != 2 || a.shape(1) < static_cast<py::ssize_t>(required) ||
+            a.shape(1) > static_cast<py::ssize_t>(names.size()))
+            raise(PyExc_ValueError, std::string(what) + " as a plain array must have shape (n, " +
+                                        std::to_string(required) + ")" +
+                                        (required < names.size() ? " or (n, " + std::to_string(names.size()) + ")" : ""));
+        for (py::ssize_t i = 0; i < a.shape(1); ++i)
+            cols.emplace_back(names[static_cast<size_t>(i)], obj[py::make_tuple(py::slice(py::none(), py::none(), py::none()), i)]);
     } else if (py::isinstance<py::sequence>(obj) && !py::isinstance<py::str>(obj)) {
         auto seq = py::reinterpret_borrow<py::sequence>(obj);
         if (seq.size() < required || seq.size() > names.size())
@@ -230,9 +240,9 @@ void bindWriter(py::module_& m) {
           py::arg("triggers") = py::none(), py::arg("serial") = "",
           "Writes an EVT 3.0 recording of a width x height sensor to `path` and returns the number of events "
           "written.\n\n"
-          "`events` is a structured array with fields t, x, y, p (EVENT_DTYPE or any integer types) or a "
-          "sequence of four arrays (t, x, y, p); `triggers` likewise with fields t, p and optionally id "
-          "(TRIGGER_DTYPE). Times are microseconds and must not decrease; x < width, y < height, p is 0 or 1. "
+          "`events` is a structured array with fields t, x, y, p (EVENT_DTYPE or any integer types), a "
+          "sequence of four arrays (t, x, y, p) or an (n, 4) array of those columns; `triggers` likewise "
+          "with fields t, p and optionally id (TRIGGER_DTYPE). Times are microseconds and must not decrease; x < width, y < height, p is 0 or 1. "
           "Anything else raises ValueError before a byte is written. The file appears only when complete "
           "(OSError otherwise). The GIL is released while encoding.");
 }

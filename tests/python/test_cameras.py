@@ -78,3 +78,20 @@ def test_a_recording_holds_what_the_camera_says_it_wrote(tmp_path):
         assert rec.info["events"] == written
         ev = rec.read()
         assert len(ev) == written and ev["x"].max() < 640 and ev["y"].max() < 480
+
+
+def test_a_replayed_recording_streams_its_own_events(written, monkeypatch):
+    path, ev = written(300_000, name="walk.raw", width=320, height=240)
+    monkeypatch.setenv("QUORVEL_REPLAY", path)
+    entry = next(c for c in quorvel.cameras() if c["serial"] == "REPLAY_walk")
+    assert (entry["width"], entry["height"]) == (320, 240)
+    with quorvel.Camera("REPLAY_walk") as cam:
+        with pytest.raises(KeyError, match="no tool 'Biases'"):
+            cam.get("Biases", "bias_fo")
+        cam.start()
+        time.sleep(0.3)
+        got = cam.get_events()
+        cam.stop()
+    assert len(got) > 1000
+    pixels = set(zip(ev["x"].tolist(), ev["y"].tolist(), ev["p"].tolist()))
+    assert set(zip(got["x"].tolist(), got["y"].tolist(), got["p"].tolist())) <= pixels

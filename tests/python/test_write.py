@@ -17,7 +17,8 @@ def test_arrays_of_any_layout_write_the_same_recording(tmp_path):
         packed[f] = ev[f]
     strided = np.zeros(2 * len(ev), dtype=np.int64)[::2]
     strided[:] = ev["t"]
-    for i, events in enumerate([ev, columns, packed, (strided, ev["x"], ev["y"], ev["p"])]):
+    table = np.stack([ev[f].astype(np.int64) for f in "txyp"], axis=1)  # rows t,x,y,p as the CLI dumps them
+    for i, events in enumerate([ev, columns, packed, (strided, ev["x"], ev["y"], ev["p"]), table]):
         path = str(tmp_path / f"w{i}.raw")
         assert quorvel.write(path, events, 1280, 720, serial="SN-7") == len(ev)
         rec = quorvel.open(path)
