@@ -3,7 +3,8 @@
 # The window looks for its factory camera configurations in "config/" beside its executable, so
 # QuorvelView lives in lib/quorvelview with config/ next to it, and bin/QuorvelView is a relative
 # symbolic link to it (the program resolves its own path through the link). The command-line
-# tools go to bin/. A desktop entry, the icon and a MIME type for .raw recordings let a file
+# tools go to bin/, the quorvel Python module (python/CMakeLists.txt) to Debian's
+# lib/python3/dist-packages, where python3-numpy lives. A desktop entry, the icon and a MIME type for .raw recordings let a file
 # manager open recordings with QuorvelView. Dependencies come from dpkg-shlibdeps.
 include(GNUInstallDirs)
 
@@ -34,8 +35,8 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Viewer and recorder for event cameras and
 set(CPACK_PACKAGE_DESCRIPTION
     "QuorvelView lists event cameras (USB and Ethernet), streams them live, changes their settings, "
     "records .raw files and plays recordings back with cutting and MP4 export; fusion recordings play "
-    "with APS frames and events aligned. Includes the quorvel command-line tool and the quorvel-camd "
-    "camera daemon.")
+    "with APS frames and events aligned. Includes the quorvel command-line tool, the quorvel-camd "
+    "camera daemon and the quorvel Python module (recordings and cameras as NumPy arrays).")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -44,5 +45,10 @@ set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Loaded as plugins, so dpkg-shlibdeps cannot see it: the SVG icons of the whole interface.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6svg6")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "shared-mime-info, desktop-file-utils")
+if(TARGET qv_python)
+  # The module is for Debian's Python 3 and hands out NumPy arrays.
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "shared-mime-info, desktop-file-utils, python3, python3-numpy")
+else()
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "shared-mime-info, desktop-file-utils")
+endif()
 include(CPack)

@@ -15,6 +15,7 @@ packages=(
   fonts-noto-cjk fonts-noto-cjk-extra python3-fonttools
   xvfb xauth x11-utils openbox xdotool
   clang libclang-rt-dev
+  python3-dev pybind11-dev python3-numpy python3-pytest
 )
 
 missing=()

@@ -9,6 +9,7 @@
 
 #include "quorvel/DvsFileReader.h"
 
+#include "RawEventStream.h"
 #include "quorvel/Logger.h"
 #include "quorvel/QvObjectPool.h"
 #include "quorvel/TimeUtils.h"
@@ -262,30 +263,40 @@ public:
     bool streamEventsInRange(uint64_t start, uint64_t end, const EventBatchSink& sink) override {
         if (end <= start)
             return true;
-        // A cursor and batch of its own: the player's window, cursor and position are not touched,
-        // and a batch small enough to stay in the cache is consumed while it is still there.
-        RawStreamCursor cur(m_file, kStreamChunk);
-        const RawIndexEntry entry = entryFor(start);
-        cur.seek(entry.offset, entry.state);
+        // A batch small enough to stay in the cache is consumed while it is still there.
+        RawEventStream stream(m_file, entryFor(start), start, end, kStreamChunk);
         std::vector<Event2D> batch(m_file->eventBatchFor(kStreamBatch));
-        std::vector<EventTriggerIn> triggers;
-        while (!cur.atEnd()) {
-            const size_t n = cur.next(batch.data(), batch.size(), triggers);
-            triggers.clear();
-            const Event2D* b = batch.data();
-            const Event2D* e = b + n;
-            const Event2D* from = std::lower_bound(b, e, start, lessTs);
-            const Event2D* to = std::lower_bound(from, e, end, lessTs);
-            if (from != to && !sink(from, to))
+        while (!stream.atEnd()) {
+            const size_t n = stream.read(batch.data(), batch.size());
+            if (n && !sink(batch.data(), batch.data() + n))
                 return true;
-            if (cur.state().floor >= end)
-                break; // no later event can fall inside the range
         }
-        if (cur.readFailed()) {
-            setError(cur.errorText());
+        if (stream.failed()) {
+            setError(stream.lastError());
             return false;
         }
         return true;
+    }
+
+    std::unique_ptr<DvsEventStream> openEventStream(uint64_t start, uint64_t end) override {
+        return std::make_unique<RawEventStream>(m_file, entryFor(start), start, end, kStreamChunk);
+    }
+
+    uint64_t maxEventsInRange(uint64_t start, uint64_t end) override {
+        if (end <= start)
+            return 0;
+        std::lock_guard lock(m_indexMutex);
+        const RawIndexEntry& from = RawIndex::entryFor(m_entries, start);
+        // Decoded times never go down, so after the first entry whose last event time is at or
+        // past the end no event of the range can come.
+        const auto past = std::partition_point(m_entries.begin(), m_entries.end(),
+                                               [&](const RawIndexEntry& e) { return e.state.floor < end; });
+        if (past != m_entries.end() && past->offset > from.offset)
+            return past->eventsBefore - from.eventsBefore;
+        if (m_indexComplete)
+            return m_totals.stats.events - from.eventsBefore;
+        const uint64_t wordSize = m_file->header().wordSize();
+        return (m_file->payloadEnd() - std::min(from.offset, m_file->payloadEnd())) / wordSize * m_maxEventsPerWord;
     }
 
     bool exportVideoRange(uint64_t start, uint64_t end, std::string path) override {
@@ -586,6 +597,7 @@ private:
     // Foreground reading.
     RawStreamCursor m_cur;
     const size_t m_decodeBatch = m_file->eventBatchFor(kDecodeBatch);
+    const uint64_t m_maxEventsPerWord = m_cur.decoder().maxEventsPerWord();
     EventStore m_buf;
     std::unique_ptr<QvObjectPool<std::vector<Event2D>>> m_results =
         std::make_unique<QvObjectPool<std::vector<Event2D>>>(2, [] { return std::make_unique<std::vector<Event2D>>(); });

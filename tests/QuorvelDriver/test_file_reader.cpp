@@ -117,6 +117,49 @@ TEST_F(FileReaderTest, RangeReadsAreExactWithAndWithoutIndex) {
     }
 }
 
+// Pulled streams: the same half-open ranges whatever the request size (below, at and above the
+// size decoded in place), ending exactly, and usable after the reader is gone.
+TEST_F(FileReaderTest, EventStreamsGiveTheRangeInAnyRequestSize) {
+    const std::string path = dir.file("rec.raw");
+    const Recorded rec = writeRecording(path, smallParams(1'500'000));
+    DvsFileReader::Options o;
+    o.persistIndex = false;
+    auto r = DvsFileReader::createFileReader(path, o);
+    ASSERT_TRUE(r);
+    ASSERT_TRUE(r->waitForIndex());
+    const size_t direct = r->openEventStream(0, 1)->directCapacity();
+    ASSERT_GT(direct, 1u);
+    std::mt19937_64 rng(7);
+    for (size_t request : {size_t{1}, direct - 1, direct, size_t{1000}, size_t{1} << 22}) {
+        // Ends on event times, where an off-by-one would show.
+        const size_t i = rng() % rec.events.size(), j = std::min(rec.events.size() - 1, i + 1 + rng() % 400'000);
+        const uint64_t s = rec.events[i].timestamp, e = rec.events[j].timestamp;
+        SCOPED_TRACE(std::to_string(request) + " at a time, [" + std::to_string(s) + ", " + std::to_string(e) + ")");
+        auto stream = r->openEventStream(s, e);
+        std::vector<Event2D> got, buf(request);
+        while (!stream->atEnd()) {
+            const size_t n = stream->read(buf.data(), request);
+            ASSERT_TRUE(n == request || stream->atEnd()) << "a short read before the end";
+            got.insert(got.end(), buf.begin(), buf.begin() + static_cast<std::ptrdiff_t>(n));
+        }
+        EXPECT_FALSE(stream->failed());
+        const auto expected = expectedRange(rec.events, s, e);
+        ASSERT_EQ(got, expected);
+        EXPECT_GE(r->maxEventsInRange(s, e), expected.size());
+    }
+    EXPECT_EQ(r->maxEventsInRange(0, UINT64_MAX), rec.events.size()) << "exact for the whole recording";
+    DvsFileReader::Options noIndex = o;
+    noIndex.backgroundIndex = false;
+    EXPECT_GE(DvsFileReader::createFileReader(path, noIndex)->maxEventsInRange(0, UINT64_MAX), rec.events.size());
+    auto whole = r->openEventStream(0, UINT64_MAX);
+    r.reset();
+    std::vector<Event2D> all(rec.events.size() + 10);
+    EXPECT_EQ(whole->read(all.data(), all.size()), rec.events.size());
+    all.resize(rec.events.size());
+    EXPECT_EQ(all, rec.events);
+    EXPECT_TRUE(whole->atEnd());
+}
+
 TEST_F(FileReaderTest, SeekAndStepThroughTheWholeFile) {
     const std::string path = dir.file("rec.raw");
     StreamParams p = smallParams(1'000'000);

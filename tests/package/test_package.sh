@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the Debian package with CPack and checks it as a user's machine would see it: the file
 # name, the files and where they go, the dependencies, and the installed programs running from an
-# extracted tree (the CLI tools, and the window offscreen finding its factory configurations
+# extracted tree (the CLI tools, the Python module, and the window offscreen finding its factory configurations
 # beside itself through the /usr/bin link).
 # usage: test_package.sh BUILD_DIR
 set -euo pipefail
@@ -38,6 +38,25 @@ dpkg-deb -x "$deb" "$root"
 grep -q '^MimeType=application/x-quorvel-raw;' "$root/usr/share/applications/quorvelview.desktop" || fail "desktop entry MIME"
 if command -v desktop-file-validate >/dev/null; then
   desktop-file-validate "$root/usr/share/applications/quorvelview.desktop" || fail "desktop entry invalid"
+fi
+
+# The Python module from the installed files, when this build made one and NumPy is there.
+module=$(grep -o ' \./usr/lib/python3/dist-packages/quorvel\.cpython[^ ]*\.so' <<<"$contents" | head -1 || true)
+if grep -q '^QV_PYTHON_EXECUTABLE:INTERNAL=' "$build/CMakeCache.txt"; then
+  [ -n "$module" ] || fail "missing in the package: the quorvel Python module"
+  py=$(sed -n 's/^QV_PYTHON_EXECUTABLE:INTERNAL=//p' "$build/CMakeCache.txt")
+  if [ -n "$module" ] && "$py" -c "import numpy" 2>/dev/null; then
+    PYTHONPATH="$root/usr/lib/python3/dist-packages" XDG_CACHE_HOME="$work/cache" "$py" - "$work" <<'EOF' ||
+import os, sys, numpy as np, quorvel
+assert quorvel.__file__.startswith(sys.argv[1]), quorvel.__file__
+path = os.path.join(sys.argv[1], "pkg.raw")
+ev = np.zeros(3, dtype=quorvel.EVENT_DTYPE)
+ev["t"], ev["x"], ev["y"], ev["p"] = [10, 20, 30], [1, 2, 3], [4, 5, 6], [1, 0, 1]
+assert quorvel.write(path, ev, 64, 48) == 3
+assert (quorvel.open(path).read() == ev).all()
+EOF
+      fail "the installed Python module does not work"
+  fi
 fi
 
 # The window from the installed files, in a home of its own: the first run copies the factory

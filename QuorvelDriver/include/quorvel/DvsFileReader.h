@@ -23,15 +23,19 @@
 // - streamEventsInRange(start, end, sink) hands the events with start <= t < end to `sink` in
 //   file order, a batch at a time, without collecting them: what an export needs to go through
 //   a long range with little memory.
+// - openEventStream(start, end) gives the same events to a caller that pulls them into memory of
+//   its own (DvsEventStream), as many at a time as it likes.
 //
 // Errors: createFileReader() returns null and lastCreateError() says why (missing file, not a
 // recording, no geometry, ...). Failing operations return false or null and lastError() says why.
 // getTriggerList() throws std::runtime_error when the recording holds no trigger record.
 // Thread rules: one thread at a time uses a reader (the player's lock), except exportRawRange,
-// exportVideoRange, streamEventsInRange and the index queries (getTimeline, indexProgress,
-// isIndexReady), which read through a cursor or a lock of their own and may run beside other calls: the player's position and decoded window stay exactly as they were. The
+// exportVideoRange, streamEventsInRange, openEventStream and the index queries (getTimeline,
+// indexProgress, isIndexReady), which read through a cursor or a lock of their own and may run
+// beside other calls: the player's position and decoded window stay exactly as they were. The
 // index thread is owned by the reader and joined by its destructor.
 
+#include "quorvel/DvsEventStream.h"
 #include "quorvel/DvsFileInfo.h"
 #include "quorvel/Event2D.h"
 #include "quorvel/VideoExportOptions.h"
@@ -104,6 +108,13 @@ public:
     /// Streams [startUs, endUs) through `sink` on a cursor of its own. True when the range was
     /// read to its end or the sink stopped it; false on a read error (lastError()).
     virtual bool streamEventsInRange(uint64_t startUs, uint64_t endUs, const EventBatchSink& sink) = 0;
+    /// A stream of the events of [startUs, endUs), starting at the index entry before startUs
+    /// (the index as far as it is built now). Never null.
+    virtual std::unique_ptr<DvsEventStream> openEventStream(uint64_t startUs, uint64_t endUs) = 0;
+    /// At most this many events lie in [startUs, endUs), for sizing buffers: from the index where
+    /// it is built (then at most one index step of payload more than the range holds; exact for
+    /// the whole recording once the index is complete), from what the payload can hold beyond it.
+    virtual uint64_t maxEventsInRange(uint64_t startUs, uint64_t endUs) = 0;
     /// Renders [startUs, endUs] into an H.264 .mp4 at 30 fps in the "Gray" colours (VideoExporter).
     virtual bool exportVideoRange(uint64_t startUs, uint64_t endUs, std::string path) = 0;
     /// The same with the caller's colours, frame rate, progress and cancellation.
