@@ -65,8 +65,20 @@ def child(args):
         print(json.dumps({"events": n, "rate": best, "rss_min": min(rss[2:]), "rss_max": max(rss[2:])}))
 
 
-def run_child(script_args, env):
-    out = subprocess.run([sys.executable, __file__, *script_args], env=env, check=True, capture_output=True,
+def interpreter(build):
+    """The Python the module was built for (from the build's cache), whatever python3 ran this."""
+    try:
+        with open(os.path.join(build, "CMakeCache.txt")) as f:
+            for line in f:
+                if line.startswith("QV_PYTHON_EXECUTABLE:INTERNAL="):
+                    return line.split("=", 1)[1].strip()
+    except OSError:
+        pass
+    return sys.executable
+
+
+def run_child(py, script_args, env):
+    out = subprocess.run([py, __file__, *script_args], env=env, check=True, capture_output=True,
                          text=True).stdout
     return json.loads(out.strip().splitlines()[-1])
 
@@ -84,6 +96,7 @@ def main():
         return child(args)
 
     build = os.path.abspath(args.build)
+    py = interpreter(build)
     work = tempfile.mkdtemp(prefix="quorvel-bench-")
     try:
         env = dict(os.environ)
@@ -99,13 +112,13 @@ def main():
 
         # The index, once (then loaded from the cache folder by every run below).
         t0 = time.perf_counter()
-        subprocess.run([sys.executable, "-c", f"import quorvel; quorvel.open({path!r}).info"], env=env, check=True)
+        subprocess.run([py, "-c", f"import quorvel; quorvel.open({path!r}).info"], env=env, check=True)
         index_s = time.perf_counter() - t0
 
         decode = subprocess.run([os.path.join(build, "bin", "qv-bench-decode"), path], check=True,
                                 capture_output=True, text=True).stdout
         decode_rate = float(decode.split(",")[-1].split()[0]) * 1e6
-        chunks = run_child(["--child", "chunks", "--file", path], env)
+        chunks = run_child(py, ["--child", "chunks", "--file", path], env)
 
         rows = []
         for state in ("cold", "warm"):
@@ -116,7 +129,7 @@ def main():
                         time.sleep(args.cold_wait)
                     e = dict(env, QUORVEL_HUGE_PAGES=mode)
                     extra = ["--warm"] if state == "warm" else []
-                    runs.append(run_child(["--child", "read", "--file", path, *extra], e))
+                    runs.append(run_child(py, ["--child", "read", "--file", path, *extra], e))
                 rates = sorted(r["events"] / r["seconds"] / 1e6 for r in runs)
                 pages = runs[-1]["pages"]
                 rows.append((state, label, rates, pages))

@@ -107,8 +107,15 @@ void Prefaulter::run(char* begin, char* end, const std::atomic<size_t>& written,
     int sinceOther = 0;
     char* pos = begin;
     while (pos < end && !m_stop.load(std::memory_order_relaxed)) {
-        if (static_cast<size_t>(pos - begin) >= written.load(std::memory_order_relaxed) + aheadBytes) {
+        const size_t done = written.load(std::memory_order_relaxed);
+        if (static_cast<size_t>(pos - begin) >= done + aheadBytes) {
             std::this_thread::sleep_for(std::chrono::microseconds(200));
+            continue;
+        }
+        // Where the writer has caught up it faults its own pages: two threads faulting apart are
+        // faster than two on the same pages, so this one moves on past it.
+        if (static_cast<size_t>(pos - begin) < done + kPiece) {
+            pos = begin + std::min(roundUp(done + kPiece, kHuge), static_cast<size_t>(end - begin));
             continue;
         }
         int kind = cost[0] < 0 ? 0 : cost[1] < 0 ? 1 : cost[0] <= cost[1] ? 0 : 1;

@@ -5,8 +5,10 @@
 // A fresh page costs a fault on first write: micro-seconds each, which for a 6 GB array of 16-byte
 // events is the whole budget several times over when the decoder pays it. So large arrays are
 // reserved as 2 MiB-aligned anonymous mappings, and a second thread populates their pages
-// (MADV_POPULATE_WRITE) ahead of the decoder, 32 MiB at a time, choosing huge or small pages for
-// each piece by what they cost so far: on bare metal, and in a virtual machine for memory the
+// (MADV_POPULATE_WRITE) ahead of the decoder, 32 MiB at a time. Where the decoder catches up it
+// faults its own pages and the second thread moves on past it, so the two fault different pages
+// side by side instead of queueing on the same ones. Each piece gets huge or small pages by
+// what they cost so far: on bare metal, and in a virtual machine for memory the
 // guest freed a moment ago, a huge page is far cheaper than 512 small ones; but a virtual machine
 // that hands free memory back to its host (free page reporting) faults every fresh huge page in
 // from the host piece by piece, several times slower than small pages taken from memory the guest
@@ -71,7 +73,7 @@ private:
 
 /// Populates the pages of [begin, end) (2 MiB-aligned) on a thread of its own, piece by piece,
 /// at most `aheadBytes` beyond what the writer reports in `written` (bytes from `begin`), so that
-/// a loose size bound never populates much more than is used. Nothing is written into the memory:
+/// a loose size bound never populates much more than is used, and never the piece the writer is in. Nothing is written into the memory:
 /// populating a page that the writer already filled leaves it as it is.
 class Prefaulter {
 public:
