@@ -1,5 +1,7 @@
 #include "SensorWords.h"
 
+#include "Xorshift.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -8,21 +10,6 @@
 namespace quorvel::test {
 
 namespace {
-
-struct Rng {
-    uint64_t s;
-    explicit Rng(uint64_t seed) : s(seed * 0x9E3779B97F4A7C15ull + 7) {}
-    uint64_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return s;
-    }
-    uint32_t below(uint32_t n) { return static_cast<uint32_t>((next() >> 16) % n); }
-    double unit() { return static_cast<double>(next() >> 11) * (1.0 / 9007199254740992.0); }
-    // A whole number with mean `m` (randomised rounding of a uniform value in [0, 2m)).
-    uint32_t around(double m) { return static_cast<uint32_t>(2.0 * m * unit() + unit()); }
-};
 
 void put(std::string& s, uint32_t w) {
     const uint16_t v = static_cast<uint16_t>(w);
@@ -44,7 +31,7 @@ SensorWordMix sparseSensorMix() {
 
 std::string generateSensorEvt3(const SensorWordMix& mix, uint64_t startUs, size_t bytes, uint32_t seed,
                                uint64_t* nextUs) {
-    Rng rng(seed);
+    Xorshift rng(seed, 7);
     std::string s;
     s.reserve(bytes + 256);
     const uint32_t W = mix.width, H = mix.height;

@@ -1,5 +1,7 @@
 #include "SyntheticStream.h"
 
+#include "Xorshift.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -9,24 +11,9 @@
 
 namespace quorvel::test {
 
-namespace {
-struct Rng {
-    uint64_t s;
-    explicit Rng(uint64_t seed) : s(seed * 0x9E3779B97F4A7C15ull + 1) {}
-    uint64_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return s;
-    }
-    uint32_t below(uint32_t n) { return static_cast<uint32_t>((next() >> 16) % n); }
-    double unit() { return static_cast<double>(next() >> 11) * (1.0 / 9007199254740992.0); }
-};
-} // namespace
-
 void generateStream(const StreamParams& p, size_t batchEvents,
                     const std::function<void(const std::vector<Event2D>&, const std::vector<EventTriggerIn>&)>& sink) {
-    Rng rng(p.seed);
+    Xorshift rng(p.seed);
     std::vector<Event2D> ev;
     std::vector<EventTriggerIn> tr;
     ev.reserve(batchEvents + 64);

@@ -86,10 +86,12 @@ uint64_t contentFingerprint(const RawFile& file) {
     return c.h;
 }
 
-bool writeFully(int fd, const void* data, size_t size) {
-    const auto* p = static_cast<const uint8_t*>(data);
+// All of `size` bytes through read(2) or write(2), resuming after signals and short transfers;
+// false on an error or an early end of file.
+template <typename Byte, typename Io>
+bool transferFully(int fd, Byte* p, size_t size, Io io) {
     while (size) {
-        const ssize_t n = ::write(fd, p, size);
+        const ssize_t n = io(fd, p, size);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
@@ -100,19 +102,11 @@ bool writeFully(int fd, const void* data, size_t size) {
     return true;
 }
 
-bool readFully(int fd, void* data, size_t size) {
-    auto* p = static_cast<uint8_t*>(data);
-    while (size) {
-        const ssize_t n = ::read(fd, p, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        p += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
+bool writeFully(int fd, const void* data, size_t size) {
+    return transferFully(fd, static_cast<const uint8_t*>(data), size, ::write);
 }
+
+bool readFully(int fd, void* data, size_t size) { return transferFully(fd, static_cast<uint8_t*>(data), size, ::read); }
 
 std::vector<PackedTrigger> packTriggers(const std::vector<EventTriggerIn>& triggers) {
     std::vector<PackedTrigger> packed;
