@@ -9,17 +9,6 @@
 
 using namespace quorvel;
 
-TEST(Records, TriggerConstructorTakesIdPolarityTimestamp) {
-    const EventTriggerIn t(3, 1, 123456789ULL);
-    EXPECT_EQ(t.id, 3);
-    EXPECT_EQ(t.polarity, 1);
-    EXPECT_EQ(t.timestamp, 123456789ULL);
-    const Event2D e(1279, 719, 1, 1ULL << 40);
-    EXPECT_EQ(e.x, 1279);
-    EXPECT_EQ(e.y, 719);
-    EXPECT_EQ(e.timestamp, 1ULL << 40);
-}
-
 TEST(ApsFrame, CopiesAreDeepAndCarryTheTimestamp) {
     ApsFrame a(4, 2, 777, 5);
     ASSERT_EQ(a.getDataSize(), 4u * 2u * 3u);

@@ -20,13 +20,6 @@ using qvtest::toasts;
 
 namespace {
 
-QStringList menuTexts(QMenu* menu) {
-    QStringList out;
-    for (QAction* a : menu->actions())
-        out << (a->isSeparator() ? QStringLiteral("|") : a->text());
-    return out;
-}
-
 // Answers the next modal message box with the named button.
 void answerMessageBox(const char* button, QString* seenMessage = nullptr) {
     QTimer::singleShot(50, [button, seenMessage] {
@@ -70,36 +63,6 @@ private slots:
     void cleanup() {
         w.reset();
         qvtest::closeToasts();
-    }
-
-    void formHasTheNamedChildren() {
-        for (const char* name : {"widget_title_bar", "widget_center", "widget_side_bar", "widget_show_image",
-                                 "widget_status_bar", "pb_menu_file", "pb_menu_device", "pb_menu_setting",
-                                 "pb_menu_help", "pb_menu_tools", "widget_title_space", "pb_logo_button",
-                                 "pb_win_min", "pb_win_max", "pb_win_close", "pb_play", "pb_record", "pb_prv",
-                                 "pb_next", "pb_stop", "pb_loop", "pb_viewer_type", "pb_viewer_setting",
-                                 "pb_fold_setting", "pb_fold_general_setting", "pb_fold_dvs_setting",
-                                 "pb_fold_aps_setting", "label_show_camera_info", "label_show_play_text",
-                                 "label_show_timestamp_info", "label_time"})
-            QVERIFY2(w->findChild<QWidget*>(QLatin1String(name)), name);
-        QCOMPARE(w->mode(), int(MainWidget::ModeNone));
-        QVERIFY(w->windowFlags() & Qt::FramelessWindowHint);
-        QCOMPARE(w->windowAgent()->titleBar(), w->form().widget_title_space);
-        QCOMPARE(w->windowAgent()->systemButton(FramelessHelper::WindowIcon), w->form().pb_logo_button);
-        QCOMPARE(w->windowAgent()->systemButton(FramelessHelper::Close), w->form().pb_win_close);
-        // Without a source the transport controls wait.
-        QVERIFY(!w->form().pb_play->isEnabled());
-    }
-
-    void menusHoldTheirItemsInOrder() {
-        const MainWidgetForm& f = w->form();
-        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_file)),
-                 (QStringList{"Open Recording", "|", "Save as...", "Cut Recording", "|", "Quit"}));
-        QCOMPARE(actionNamed(w->menuOf(f.pb_menu_file), "Open Recording")->shortcut(), QKeySequence(QKeySequence::Open));
-        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_device)), (QStringList{"Open Camera", "|", "Camera Info"}));
-        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_setting)), (QStringList{"General Setting", "EN/中文"}));
-        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_help)), (QStringList{"About us"}));
-        QCOMPARE(menuTexts(w->menuOf(f.pb_menu_tools)).first(), QStringLiteral("IP Configuration"));
     }
 
     void saveAndCutNeedARawRecording() {

@@ -239,23 +239,6 @@ private slots:
         QVERIFY(tips.isEmpty());
         QVERIFY(!QFile::exists(dir.path() + "/no/such/folder/x.raw"));
     }
-
-    void jobsNeedAFile() {
-        QvEventProcessor empty;
-        QSignalSpy busy(&empty, &QvEventProcessor::signalLoadingStatus);
-        empty.slotCutRawFile(dir.path() + "/never.raw", dir.path(), 0, 1000);
-        empty.slotExportVideo(dir.path() + "/never.mp4", dir.path(), 0, 1000);
-        empty.waitForJobs();
-        QCOMPARE(busy.count(), 0);
-        QVERIFY(!QFile::exists(dir.path() + "/never.raw"));
-    }
-
-    void closingTheFileStopsEverything() {
-        proc->slotPlaybackCtrl(true);
-        proc->loadFile(QString());
-        QVERIFY(!proc->hasFile());
-        QVERIFY(!proc->isPlaying());
-    }
 };
 
 QObject* makePlaybackTests() {

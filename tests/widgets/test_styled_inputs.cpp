@@ -15,17 +15,6 @@
 class StyledInputsTest : public QObject {
     Q_OBJECT
 private slots:
-    void rewritingReplacesTheFirstDeclarationOrAppends() {
-        using namespace QvStyleSheet;
-        const QString sheet = "color: #111; border: 1px solid red; border-radius: 3px;";
-        QCOMPARE(withDeclaration(sheet, borderPattern(), "border: 2px solid blue;"),
-                 QString("color: #111; border: 2px solid blue; border-radius: 3px;"));
-        QCOMPARE(withDeclaration("color: #111;", borderPattern(), "border: 1px solid #004B6A;"),
-                 QString("color: #111;border: 1px solid #004B6A;"));
-        QCOMPARE(withDeclaration(sheet, colorPattern(), "color: #004B6A;"),
-                 QString("color: #004B6A; border: 1px solid red; border-radius: 3px;"));
-    }
-
     void lineEditBorderFollowsTheFocus() {
         QWidget host;
         auto* layout = new QVBoxLayout(&host);
@@ -95,29 +84,6 @@ private slots:
         box.comboBox()->clearFocus();
         QApplication::sendEvent(box.comboBox(), &wheel);
         QCOMPARE(box.comboBox()->currentIndex(), 0);
-    }
-
-    void popUpStripGoesUnderItsAnchorOrTheLineEdit() {
-        QWidget host;
-        host.resize(300, 200);
-        auto* edit = new QvLineEditBase(&host);
-        edit->setGeometry(10, 10, 120, 24);
-        auto* anchor = new QWidget(&host);
-        anchor->setGeometry(10, 60, 200, 30);
-        host.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&host));
-        edit->setPopContent(new QWidget);
-        edit->showPop(true);
-        PopWidget* pop = edit->popWidget();
-        QVERIFY(pop && pop->isVisible() && pop->content());
-        QVERIFY(pop->windowFlags() & Qt::Tool);
-        QVERIFY(pop->testAttribute(Qt::WA_ShowWithoutActivating));
-        QCOMPARE(pop->geometry(), QRect(edit->mapToGlobal(QPoint(0, 24)), QSize(120, 20)));
-        edit->setPopAnchor(anchor);
-        edit->showPop(true);
-        QCOMPARE(pop->geometry(), QRect(anchor->mapToGlobal(QPoint(0, 35)), QSize(200, 30)));
-        edit->showPop(false);
-        QVERIFY(!pop->isVisible());
     }
 
     void toolTipShowsWhileThePointerIsOverItsWidget() {
