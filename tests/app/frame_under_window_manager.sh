@@ -16,7 +16,9 @@ run() {
   wm=$!
   "$exe" >"$home/app.log" 2>&1 &
   pid=$!
-  trap 'kill $pid $wm 2>/dev/null || true' EXIT
+  # Both still write into the home folder as they end (the window saves its settings): wait for
+  # them, or removing the folder races with them.
+  trap 'kill $pid $wm 2>/dev/null || true; wait $pid $wm 2>/dev/null || true' EXIT
   fail() { echo "$1"; echo "--- application log:"; cat "$home/app.log"; exit 1; }
   geometry() { eval "$(xdotool getwindowgeometry --shell "$win")"; }
   # Waits up to 10 s for the window's width to pass the test given as $1 (e.g. "-gt 1440").
